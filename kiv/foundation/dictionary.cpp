@@ -1,0 +1,191 @@
+#include "kiv/foundation/dictionary.hpp"
+
+#include <bit>
+
+namespace kiv {
+namespace {
+
+using detail::DictionaryIndex;
+using detail::HeapDictionary;
+
+// Dictionaries up to this size are searched linearly; comparing a few short keys is cheaper than
+// hashing one.
+constexpr std::size_t kLinearLimit = 8;
+
+std::uint64_t keyHash(std::string_view key) noexcept {
+  return detail::hashBytes(key.data(), key.size());
+}
+
+void insertSlot(DictionaryIndex* index, std::uint64_t hash, std::size_t position) {
+  std::uint32_t slot = static_cast<std::uint32_t>(hash) & index->mask;
+  while (index->slots[slot] != 0) slot = (slot + 1) & index->mask;
+  index->slots[slot] = (hash & 0xFFFFFFFF00000000ULL) | (position + 1);
+}
+
+DictionaryIndex* buildIndex(const std::vector<DictionaryEntry>& entries) {
+  auto* index = new DictionaryIndex();
+  const std::size_t slots = std::bit_ceil(std::max<std::size_t>(16, entries.size() * 2));
+  index->mask = static_cast<std::uint32_t>(slots - 1);
+  index->slots.assign(slots, 0);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    insertSlot(index, keyHash(entries[i].key.view()), i);
+  }
+  return index;
+}
+
+// The index of a dictionary, built on first use. Readers may race to build it: the first to
+// publish wins and the others discard theirs.
+const DictionaryIndex* indexOf(const HeapDictionary* d) {
+  DictionaryIndex* index = d->index.load(std::memory_order_acquire);
+  if (index) return index;
+  DictionaryIndex* fresh = buildIndex(d->entries);
+  auto& slot = const_cast<std::atomic<DictionaryIndex*>&>(d->index);
+  if (slot.compare_exchange_strong(index, fresh, std::memory_order_acq_rel)) return fresh;
+  delete fresh;
+  return index;
+}
+
+// The position of the key, or -1.
+std::ptrdiff_t find(const HeapDictionary* d, std::string_view key) noexcept {
+  const auto& entries = d->entries;
+  if (entries.size() <= kLinearLimit) {
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      if (entries[i].key.view() == key) return static_cast<std::ptrdiff_t>(i);
+    }
+    return -1;
+  }
+  const DictionaryIndex* index = indexOf(d);
+  const std::uint64_t hash = keyHash(key);
+  const std::uint64_t high = hash & 0xFFFFFFFF00000000ULL;
+  for (std::uint32_t slot = static_cast<std::uint32_t>(hash) & index->mask;;
+       slot = (slot + 1) & index->mask) {
+    const std::uint64_t s = index->slots[slot];
+    if (s == 0) return -1;
+    if ((s & 0xFFFFFFFF00000000ULL) != high) continue;
+    const std::size_t position = (s & 0xFFFFFFFFULL) - 1;
+    if (entries[position].key.view() == key) return static_cast<std::ptrdiff_t>(position);
+  }
+}
+
+void dropIndex(HeapDictionary* d) { delete d->index.exchange(nullptr, std::memory_order_acq_rel); }
+
+// Sets the value under the key, keeping the key's place when it exists.
+void put(HeapDictionary* d, Value value, String key) {
+  if (value.isAbsent() || key.isAbsent()) return;
+  const std::ptrdiff_t at = find(d, key.view());
+  if (at >= 0) {
+    d->entries[static_cast<std::size_t>(at)].value = std::move(value);
+    return;
+  }
+  d->entries.push_back({std::move(key), std::move(value)});
+  if (DictionaryIndex* index = d->index.load(std::memory_order_relaxed)) {
+    if (d->entries.size() * 2 > index->slots.size()) {
+      dropIndex(d);
+    } else {
+      insertSlot(index, keyHash(d->entries.back().key.view()), d->entries.size() - 1);
+    }
+  }
+}
+
+HeapDictionary* newHeapDictionary(std::size_t capacity, bool isMutable) {
+  auto* d = new HeapDictionary();
+  d->isMutable = isMutable;
+  d->entries.reserve(capacity);
+  return d;
+}
+
+HeapDictionary* heapFromPairs(std::initializer_list<Dictionary::Pair> pairs, bool isMutable) {
+  HeapDictionary* d = newHeapDictionary(pairs.size(), isMutable);
+  for (const auto& [key, value] : pairs) put(d, value, String(key));
+  return d;
+}
+
+HeapDictionary* heapCopy(const std::vector<DictionaryEntry>& entries, bool isMutable) {
+  HeapDictionary* d = newHeapDictionary(entries.size(), isMutable);
+  d->entries = entries;
+  return d;
+}
+
+}  // namespace
+
+Dictionary::Dictionary(std::initializer_list<Pair> pairs) : Dictionary(adopt(heapFromPairs(pairs, false))) {}
+
+const Value& Dictionary::objectForKey(std::string_view key) const noexcept { return lookup(*this, key); }
+
+const Value& Dictionary::lookup(const Value& dictionary, std::string_view key) noexcept {
+  const HeapDictionary* d = ValueAccess::dictionary(dictionary);
+  if (!d) return detail::absentValue();
+  const std::ptrdiff_t at = find(d, key);
+  return at >= 0 ? d->entries[static_cast<std::size_t>(at)].value : detail::absentValue();
+}
+
+Array Dictionary::allKeys() const {
+  std::vector<Value> keys;
+  keys.reserve(count());
+  for (const DictionaryEntry& e : *this) keys.push_back(e.key);
+  return Array::fromVector(std::move(keys));
+}
+
+Array Dictionary::allValues() const {
+  std::vector<Value> values;
+  values.reserve(count());
+  for (const DictionaryEntry& e : *this) values.push_back(e.value);
+  return Array::fromVector(std::move(values));
+}
+
+Dictionary Dictionary::copy() const {
+  if (isAbsent()) return Dictionary();
+  return adopt(heapCopy(*entries(), false));
+}
+
+MutableDictionary Dictionary::mutableCopy() const {
+  if (isAbsent()) return MutableDictionary();
+  return MutableDictionary(adopt(heapCopy(*entries(), true)));
+}
+
+MutableDictionary::MutableDictionary(std::initializer_list<Pair> pairs)
+    : Dictionary(adopt(heapFromPairs(pairs, true))) {}
+
+MutableDictionary MutableDictionary::dictionary(std::size_t capacity) {
+  return MutableDictionary(adopt(newHeapDictionary(capacity, true)));
+}
+
+void MutableDictionary::setObject(Value value, std::string_view key) const {
+  if (HeapDictionary* d = heapDictionary()) put(d, std::move(value), String(key));
+}
+
+void MutableDictionary::setObject(Value value, const String& key) const {
+  if (HeapDictionary* d = heapDictionary()) put(d, std::move(value), key);
+}
+
+void MutableDictionary::removeObjectForKey(std::string_view key) const {
+  HeapDictionary* d = heapDictionary();
+  if (!d) return;
+  const std::ptrdiff_t at = find(d, key);
+  if (at < 0) return;
+  d->entries.erase(d->entries.begin() + at);
+  dropIndex(d);
+}
+
+void MutableDictionary::removeObjectsForKeys(const Array& keys) const {
+  for (const Value& key : keys) {
+    if (key.isString()) removeObjectForKey(key.stringView());
+  }
+}
+
+void MutableDictionary::removeAllObjects() const {
+  if (HeapDictionary* d = heapDictionary()) {
+    d->entries.clear();
+    dropIndex(d);
+  }
+}
+
+void MutableDictionary::addEntriesFromDictionary(const Dictionary& other) const {
+  HeapDictionary* d = heapDictionary();
+  if (!d) return;
+  // Copy first: `other` may be this very dictionary.
+  const Dictionary source = other.copy();
+  for (const DictionaryEntry& e : source) put(d, e.value, e.key);
+}
+
+}  // namespace kiv

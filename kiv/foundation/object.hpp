@@ -1,0 +1,95 @@
+// Object and Ref: the common base of everything a Value can refer to as an object (model objects
+// among them), and the intrusive reference that keeps one alive.
+//
+// An Object counts its references itself, so that a Value holding it is one pointer wide and a
+// Ref<T> can be made from a plain `this`. Counting is atomic: objects are shared between threads.
+#ifndef KIV_FOUNDATION_OBJECT_HPP_
+#define KIV_FOUNDATION_OBJECT_HPP_
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace kiv {
+
+class Object {
+ public:
+  Object() = default;
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object() = default;
+
+  // The "%@" text of the object.
+  virtual std::string description() const;
+  // Hash and equality as a Value compares objects; the defaults are identity.
+  virtual std::size_t hash() const;
+  virtual bool isEqual(const Object& other) const;
+
+  void retain() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
+  void release() const noexcept {
+    if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+  // The number of references; for tests and diagnostics only.
+  std::uint32_t retainCount() const noexcept { return refs_.load(std::memory_order_relaxed); }
+
+ private:
+  mutable std::atomic<std::uint32_t> refs_{0};
+};
+
+// A strong, nullable reference to an Object of type T. Copying adds a reference; the object is
+// deleted when the last reference goes.
+template <class T>
+class Ref {
+ public:
+  Ref() noexcept = default;
+  Ref(std::nullptr_t) noexcept {}
+  explicit Ref(T* object) noexcept : ptr_(object) {
+    if (ptr_) ptr_->retain();
+  }
+  Ref(const Ref& other) noexcept : Ref(other.ptr_) {}
+  Ref(Ref&& other) noexcept : ptr_(std::exchange(other.ptr_, nullptr)) {}
+  template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+  Ref(const Ref<U>& other) noexcept : Ref(static_cast<T*>(other.get())) {}
+  template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+  Ref(Ref<U>&& other) noexcept : ptr_(other.detach()) {}
+  ~Ref() {
+    if (ptr_) ptr_->release();
+  }
+
+  Ref& operator=(Ref other) noexcept {
+    std::swap(ptr_, other.ptr_);
+    return *this;
+  }
+
+  // Makes a new T and returns the first reference to it.
+  template <class... Args>
+  static Ref make(Args&&... args) {
+    return Ref(new T(std::forward<Args>(args)...));
+  }
+
+  T* get() const noexcept { return ptr_; }
+  T* operator->() const noexcept { return ptr_; }
+  T& operator*() const noexcept { return *ptr_; }
+  explicit operator bool() const noexcept { return ptr_ != nullptr; }
+
+  // Gives up the reference without releasing it.
+  T* detach() noexcept { return std::exchange(ptr_, nullptr); }
+
+  friend bool operator==(const Ref& a, const Ref& b) noexcept { return a.ptr_ == b.ptr_; }
+
+ private:
+  T* ptr_ = nullptr;
+};
+
+// Makes a new object of type T and returns a reference to it.
+template <class T, class... Args>
+Ref<T> makeRef(Args&&... args) {
+  return Ref<T>::make(std::forward<Args>(args)...);
+}
+
+}  // namespace kiv
+
+#endif  // KIV_FOUNDATION_OBJECT_HPP_

@@ -1,0 +1,99 @@
+#include "kiv/mapping/key_path.hpp"
+
+#include <vector>
+
+#include "kiv/foundation/value_heap.hpp"
+
+namespace kiv {
+namespace {
+
+const Value& nullValue() {
+  static const Value null = Value::null();
+  return null;
+}
+
+std::vector<std::string_view> split(std::string_view path) {
+  std::vector<std::string_view> components;
+  std::size_t start = 0;
+  for (std::size_t dot; (dot = path.find('.', start)) != std::string_view::npos; start = dot + 1) {
+    components.push_back(path.substr(start, dot - start));
+  }
+  components.push_back(path.substr(start));
+  return components;
+}
+
+// Whether a write may replace `existing` by `value`: the same kind, booleans a kind of their own.
+bool sameKind(const Value& existing, const Value& value) {
+  return existing.kind() == value.kind() && existing.isBoolean() == value.isBoolean();
+}
+
+void setPlainKey(const MutableDictionary& receiver, const Value& value, std::string_view key) {
+  const Value& existing = receiver.objectForKey(key);
+  if (existing.isAbsent()) {
+    receiver.setObject(value, key);
+  } else if (existing.isDictionary() && value.isDictionary()) {
+    const MutableDictionary nested = existing.asMutableDictionary();
+    for (const DictionaryEntry& e : value.asDictionary()) {
+      kiv_setValue(nested, e.value, e.key.view());
+    }
+  } else if (sameKind(existing, value)) {
+    receiver.setObject(value, key);
+  }
+}
+
+void setDottedPath(const MutableDictionary& receiver, const Value& value, std::string_view path) {
+  const std::vector<std::string_view> components = split(path);
+  MutableDictionary top = receiver;
+
+  const std::string_view first = components.front();
+  if (top.objectForKey(first).isNothing()) top.setObject(MutableDictionary::dictionary(), first);
+  Value current = top.objectForKey(first);
+  if (!current.isMutableDictionary()) return;
+
+  for (std::size_t i = 1; i + 1 < components.size(); ++i) {
+    const std::string_view component = components[i];
+    if (top.objectForKey(component).isNothing() && current.isPresent()) {
+      if (!current.isMutableDictionary()) return;
+      current.asMutableDictionary().setObject(MutableDictionary::dictionary(), component);
+    }
+    if (current.isAbsent()) continue;  // a walk that lost its dictionary carries nothing on
+    if (!current.isDictionary()) return;
+    current = current.asDictionary().objectForKey(component);
+  }
+
+  if (current.isPresent() && !current.isMutableDictionary()) return;
+  current.asMutableDictionary().setObject(value, components.back());
+}
+
+}  // namespace
+
+const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPath) {
+  if (keyPath.find('.') == std::string_view::npos) return receiver.objectForKey(keyPath);
+  const Value* current = &receiver;
+  std::size_t start = 0;
+  while (true) {
+    if (current->isAbsent()) return detail::absentValue();
+    if (current->isNull()) return nullValue();
+    if (!current->isDictionary()) return detail::absentValue();
+    const std::size_t dot = keyPath.find('.', start);
+    const std::string_view component = keyPath.substr(start, dot - start);
+    current = &Dictionary::lookup(*current, component);
+    if (dot == std::string_view::npos) return *current;
+    start = dot + 1;
+  }
+}
+
+void kiv_setValue(const MutableDictionary& receiver, const Value& value, std::string_view keyPath) {
+  if (value.isAbsent() || receiver.isAbsent()) return;
+  if (keyPath.find('.') == std::string_view::npos) {
+    setPlainKey(receiver, value, keyPath);
+  } else {
+    setDottedPath(receiver, value, keyPath);
+  }
+}
+
+void kiv_setValue(const MutableDictionary& receiver, const Value& value, const Value& keyPath) {
+  if (keyPath.isString()) kiv_setValue(receiver, value, keyPath.stringView());
+}
+
+}  // namespace kiv
