@@ -10,10 +10,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 namespace kiv {
+
+class Value;
 
 class Object {
  public:
@@ -27,6 +30,11 @@ class Object {
   // Hash and equality as a Value compares objects; the defaults are identity.
   virtual std::size_t hash() const;
   virtual bool isEqual(const Object& other) const;
+
+  // Key-value access by property name. A plain Object has no properties: it answers absent and
+  // ignores writes. Model objects answer by their declared properties.
+  virtual Value valueForKey(std::string_view key) const;
+  virtual void setValue(const Value& value, std::string_view key);
 
   void retain() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
   void release() const noexcept {

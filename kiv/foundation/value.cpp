@@ -44,6 +44,10 @@ std::size_t Object::hash() const { return std::hash<const void*>()(this); }
 
 bool Object::isEqual(const Object& other) const { return this == &other; }
 
+Value Object::valueForKey(std::string_view) const { return Value(); }
+
+void Object::setValue(const Value&, std::string_view) {}
+
 // --- Heap payloads --------------------------------------------------------------------------
 
 namespace detail {
