@@ -3,28 +3,53 @@
 #include <algorithm>
 
 namespace kiv {
+
+namespace detail {
+
+HeapArray* HeapArray::make(std::size_t capacity, bool isMutable) {
+  void* block = ::operator new(sizeof(HeapArray) + capacity * sizeof(Value));
+  auto* a = new (block) HeapArray(capacity);
+  a->isMutable = isMutable;
+  return a;
+}
+
+void HeapArray::destroy(HeapArray* a) noexcept {
+  a->~HeapArray();
+  ::operator delete(a);
+}
+
+}  // namespace detail
+
 namespace {
 
-detail::HeapArray* newHeapArray(std::vector<Value> items, bool isMutable) {
-  auto* a = new detail::HeapArray();
-  a->isMutable = isMutable;
-  a->items = std::move(items);
-  std::erase_if(a->items, [](const Value& v) { return v.isAbsent(); });
-  return a;
+// A new array of the present elements among [first, last), copied or moved by `Iterator`.
+template <class Iterator>
+Array arrayOf(Iterator first, Iterator last, bool isMutable) {
+  detail::HeapArray* a = detail::HeapArray::make(static_cast<std::size_t>(last - first), isMutable);
+  for (; first != last; ++first) {
+    if (first->isPresent()) a->items.push_back(*first);
+  }
+  return ValueAccess::adopt(ValueAccess::kArrayTag, a).asArray();
 }
 
 }  // namespace
 
 Array::Array(std::initializer_list<Value> elements)
-    : Array(adopt(newHeapArray(std::vector<Value>(elements), false))) {}
+    : Array(arrayOf(elements.begin(), elements.end(), false)) {}
 
 Array Array::fromVector(std::vector<Value> elements) {
-  return adopt(newHeapArray(std::move(elements), false));
+  return arrayOf(std::make_move_iterator(elements.begin()), std::make_move_iterator(elements.end()),
+                 false);
+}
+
+const Array& Array::emptyArray() {
+  // Never released: the static's own reference keeps the count above zero.
+  static const Array empty = arrayOf<const Value*>(nullptr, nullptr, false);
+  return empty;
 }
 
 const Value& Array::objectAtIndex(std::size_t index) const noexcept {
-  const std::vector<Value>* v = items();
-  return v && index < v->size() ? (*v)[index] : detail::absentValue();
+  return index < count() ? (*items())[index] : detail::absentValue();
 }
 
 const Value& Array::lastObject() const noexcept {
@@ -38,12 +63,12 @@ bool Array::containsObject(const Value& v) const {
 
 Array Array::copy() const {
   if (isAbsent()) return Array();
-  return adopt(newHeapArray(*items(), false));
+  return arrayOf(begin(), end(), false);
 }
 
 MutableArray Array::mutableCopy() const {
   if (isAbsent()) return MutableArray();
-  return MutableArray(adopt(newHeapArray(*items(), true)));
+  return MutableArray(arrayOf(begin(), end(), true));
 }
 
 std::set<std::string> Array::lowerSet() const {
@@ -55,12 +80,11 @@ std::set<std::string> Array::lowerSet() const {
 }
 
 MutableArray::MutableArray(std::initializer_list<Value> elements)
-    : Array(adopt(newHeapArray(std::vector<Value>(elements), true))) {}
+    : Array(arrayOf(elements.begin(), elements.end(), true)) {}
 
 MutableArray MutableArray::array(std::size_t capacity) {
-  std::vector<Value> items;
-  items.reserve(capacity);
-  return MutableArray(adopt(newHeapArray(std::move(items), true)));
+  return MutableArray(ValueAccess::adopt(ValueAccess::kArrayTag, detail::HeapArray::make(capacity, true))
+                          .asArray());
 }
 
 void MutableArray::addObject(Value element) const {
@@ -69,14 +93,14 @@ void MutableArray::addObject(Value element) const {
 
 void MutableArray::addObjectsFromArray(const Array& other) const {
   // Copy first: `other` may be this very array.
-  const std::vector<Value> added(other.begin(), other.end());
-  if (auto* v = mutableItems()) v->insert(v->end(), added.begin(), added.end());
+  const Array added = other.copy();
+  for (const Value& element : added) addObject(element);
 }
 
 void MutableArray::insertObject(Value element, std::size_t index) const {
   auto* v = mutableItems();
   if (!v || element.isAbsent()) return;
-  v->insert(v->begin() + static_cast<std::ptrdiff_t>(std::min(index, v->size())), std::move(element));
+  v->insert(std::min(index, v->size()), std::move(element));
 }
 
 void MutableArray::replaceObjectAtIndex(std::size_t index, Value element) const {
@@ -86,7 +110,7 @@ void MutableArray::replaceObjectAtIndex(std::size_t index, Value element) const 
 
 void MutableArray::removeObjectAtIndex(std::size_t index) const {
   auto* v = mutableItems();
-  if (v && index < v->size()) v->erase(v->begin() + static_cast<std::ptrdiff_t>(index));
+  if (v && index < v->size()) v->erase(index);
 }
 
 void MutableArray::removeLastObject() const {

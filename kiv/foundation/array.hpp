@@ -28,6 +28,8 @@ class Array : public Value {
   // An immutable array of the elements, absent ones left out.
   Array(std::initializer_list<Value> elements);
   static Array fromVector(std::vector<Value> elements);
+  // The one shared empty immutable array.
+  static const Array& emptyArray();
 
   std::size_t count() const noexcept { return items() ? items()->size() : 0; }
   bool empty() const noexcept { return count() == 0; }
@@ -54,7 +56,7 @@ class Array : public Value {
   std::set<std::string> lowerSet() const;
 
  protected:
-  const std::vector<Value>* items() const noexcept {
+  const detail::ElementBuffer<Value>* items() const noexcept {
     const detail::HeapArray* a = ValueAccess::array(*this);
     return a ? &a->items : nullptr;
   }
@@ -90,7 +92,7 @@ class MutableArray : public Array {
   friend class Value;
   friend class Array;
   explicit MutableArray(const Array& a) : Array(a) {}
-  std::vector<Value>* mutableItems() const noexcept {
+  detail::ElementBuffer<Value>* mutableItems() const noexcept {
     detail::HeapArray* a = ValueAccess::array(*this);
     return a ? &a->items : nullptr;
   }

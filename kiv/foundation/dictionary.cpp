@@ -22,11 +22,31 @@ void insertSlot(DictionaryIndex* index, std::uint64_t hash, std::size_t position
   index->slots[slot] = (hash & 0xFFFFFFFF00000000ULL) | (position + 1);
 }
 
-DictionaryIndex* buildIndex(const std::vector<DictionaryEntry>& entries) {
+// An index with room for `count` entries at a load of at most one half.
+DictionaryIndex* emptyIndex(std::size_t count) {
   auto* index = new DictionaryIndex();
-  const std::size_t slots = std::bit_ceil(std::max<std::size_t>(16, entries.size() * 2));
+  const std::size_t slots = std::bit_ceil(std::max<std::size_t>(16, count * 2));
   index->mask = static_cast<std::uint32_t>(slots - 1);
   index->slots.assign(slots, 0);
+  return index;
+}
+
+// The position of the key with the given hash, or -1.
+std::ptrdiff_t probe(const DictionaryIndex* index, const detail::ElementBuffer<DictionaryEntry>& entries,
+                     std::string_view key, std::uint64_t hash) noexcept {
+  const std::uint64_t high = hash & 0xFFFFFFFF00000000ULL;
+  for (std::uint32_t slot = static_cast<std::uint32_t>(hash) & index->mask;;
+       slot = (slot + 1) & index->mask) {
+    const std::uint64_t s = index->slots[slot];
+    if (s == 0) return -1;
+    if ((s & 0xFFFFFFFF00000000ULL) != high) continue;
+    const std::size_t position = (s & 0xFFFFFFFFULL) - 1;
+    if (entries[position].key.view() == key) return static_cast<std::ptrdiff_t>(position);
+  }
+}
+
+DictionaryIndex* buildIndex(const detail::ElementBuffer<DictionaryEntry>& entries) {
+  DictionaryIndex* index = emptyIndex(entries.size());
   for (std::size_t i = 0; i < entries.size(); ++i) {
     insertSlot(index, keyHash(entries[i].key.view()), i);
   }
@@ -54,17 +74,7 @@ std::ptrdiff_t find(const HeapDictionary* d, std::string_view key) noexcept {
     }
     return -1;
   }
-  const DictionaryIndex* index = indexOf(d);
-  const std::uint64_t hash = keyHash(key);
-  const std::uint64_t high = hash & 0xFFFFFFFF00000000ULL;
-  for (std::uint32_t slot = static_cast<std::uint32_t>(hash) & index->mask;;
-       slot = (slot + 1) & index->mask) {
-    const std::uint64_t s = index->slots[slot];
-    if (s == 0) return -1;
-    if ((s & 0xFFFFFFFF00000000ULL) != high) continue;
-    const std::size_t position = (s & 0xFFFFFFFFULL) - 1;
-    if (entries[position].key.view() == key) return static_cast<std::ptrdiff_t>(position);
-  }
+  return probe(indexOf(d), entries, key, keyHash(key));
 }
 
 void dropIndex(HeapDictionary* d) { delete d->index.exchange(nullptr, std::memory_order_acq_rel); }
@@ -87,28 +97,81 @@ void put(HeapDictionary* d, Value value, String key) {
   }
 }
 
-HeapDictionary* newHeapDictionary(std::size_t capacity, bool isMutable) {
-  auto* d = new HeapDictionary();
-  d->isMutable = isMutable;
-  d->entries.reserve(capacity);
-  return d;
-}
-
 HeapDictionary* heapFromPairs(std::initializer_list<Dictionary::Pair> pairs, bool isMutable) {
-  HeapDictionary* d = newHeapDictionary(pairs.size(), isMutable);
-  for (const auto& [key, value] : pairs) put(d, value, String(key));
-  return d;
+  std::vector<DictionaryEntry> entries;
+  entries.reserve(pairs.size());
+  for (const auto& [key, value] : pairs) {
+    if (value.isPresent()) entries.push_back({String(key), value});
+  }
+  return detail::makeDictionary(entries.data(), entries.data() + entries.size(), isMutable);
 }
 
-HeapDictionary* heapCopy(const std::vector<DictionaryEntry>& entries, bool isMutable) {
-  HeapDictionary* d = newHeapDictionary(entries.size(), isMutable);
-  d->entries = entries;
+HeapDictionary* heapCopy(const detail::ElementBuffer<DictionaryEntry>& entries, bool isMutable) {
+  HeapDictionary* d = HeapDictionary::make(entries.size(), isMutable);
+  for (std::size_t i = 0; i < entries.size(); ++i) d->entries.push_back(entries[i]);
   return d;
 }
 
 }  // namespace
 
+namespace detail {
+
+HeapDictionary::HeapDictionary(std::size_t capacity)
+    : entries(reinterpret_cast<DictionaryEntry*>(this + 1), capacity) {}
+
+HeapDictionary::~HeapDictionary() { delete index.load(std::memory_order_relaxed); }
+
+HeapDictionary* HeapDictionary::make(std::size_t capacity, bool isMutable) {
+  void* block = ::operator new(sizeof(HeapDictionary) + capacity * sizeof(DictionaryEntry));
+  auto* d = new (block) HeapDictionary(capacity);
+  d->isMutable = isMutable;
+  return d;
+}
+
+void HeapDictionary::destroy(HeapDictionary* d) noexcept {
+  d->~HeapDictionary();
+  ::operator delete(d);
+}
+
+HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bool isMutable) {
+  const auto n = static_cast<std::size_t>(last - first);
+  HeapDictionary* d = HeapDictionary::make(n, isMutable);
+  auto& entries = d->entries;
+  if (n <= kLinearLimit) {
+    for (DictionaryEntry* e = first; e != last; ++e) {
+      const std::ptrdiff_t at = find(d, e->key.view());
+      if (at >= 0) {
+        entries[static_cast<std::size_t>(at)].value = std::move(e->value);
+      } else {
+        entries.push_back(std::move(*e));
+      }
+    }
+    return d;
+  }
+  DictionaryIndex* index = emptyIndex(n);
+  for (DictionaryEntry* e = first; e != last; ++e) {
+    const std::string_view key = e->key.view();
+    const std::uint64_t hash = keyHash(key);
+    const std::ptrdiff_t at = probe(index, entries, key, hash);
+    if (at >= 0) {
+      entries[static_cast<std::size_t>(at)].value = std::move(e->value);
+    } else {
+      entries.push_back(std::move(*e));
+      insertSlot(index, hash, entries.size() - 1);
+    }
+  }
+  d->index.store(index, std::memory_order_release);
+  return d;
+}
+
+}  // namespace detail
+
 Dictionary::Dictionary(std::initializer_list<Pair> pairs) : Dictionary(adopt(heapFromPairs(pairs, false))) {}
+
+const Dictionary& Dictionary::emptyDictionary() {
+  static const Dictionary empty = adopt(HeapDictionary::make(0, false));
+  return empty;
+}
 
 const Value& Dictionary::objectForKey(std::string_view key) const noexcept { return lookup(*this, key); }
 
@@ -147,7 +210,7 @@ MutableDictionary::MutableDictionary(std::initializer_list<Pair> pairs)
     : Dictionary(adopt(heapFromPairs(pairs, true))) {}
 
 MutableDictionary MutableDictionary::dictionary(std::size_t capacity) {
-  return MutableDictionary(adopt(newHeapDictionary(capacity, true)));
+  return MutableDictionary(adopt(HeapDictionary::make(capacity, true)));
 }
 
 void MutableDictionary::setObject(Value value, std::string_view key) const {
@@ -163,7 +226,7 @@ void MutableDictionary::removeObjectForKey(std::string_view key) const {
   if (!d) return;
   const std::ptrdiff_t at = find(d, key);
   if (at < 0) return;
-  d->entries.erase(d->entries.begin() + at);
+  d->entries.erase(static_cast<std::size_t>(at));
   dropIndex(d);
 }
 

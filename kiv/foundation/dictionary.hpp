@@ -26,11 +26,6 @@
 
 namespace kiv {
 
-struct DictionaryEntry {
-  String key;
-  Value value;
-};
-
 class MutableDictionary;
 
 class Dictionary : public Value {
@@ -42,6 +37,8 @@ class Dictionary : public Value {
   // An immutable dictionary of the pairs, in order; absent values are left out and a repeated key
   // keeps its first place and its last value.
   Dictionary(std::initializer_list<Pair> pairs);
+  // The one shared empty immutable dictionary.
+  static const Dictionary& emptyDictionary();
 
   std::size_t count() const noexcept { return entries() ? entries()->size() : 0; }
   bool empty() const noexcept { return count() == 0; }
@@ -100,7 +97,7 @@ class Dictionary : public Value {
   std::int64_t longLongValueForKey(std::string_view key, std::int64_t defaultValue) const;
 
  protected:
-  const std::vector<DictionaryEntry>* entries() const noexcept {
+  const detail::ElementBuffer<DictionaryEntry>* entries() const noexcept {
     const detail::HeapDictionary* d = ValueAccess::dictionary(*this);
     return d ? &d->entries : nullptr;
   }

@@ -2,8 +2,9 @@
 //
 // Reading accepts UTF-8 text whose top level is an array or an object, as the platform's JSON
 // serialiser does without its fragments option, and builds the Values directly, with no second
-// document tree: objects become mutable dictionaries in the order of their keys (a repeated key
-// keeps its first place and its last value), arrays mutable arrays, integers that fit 64 bits
+// document tree: objects become dictionaries in the order of their keys (a repeated key keeps
+// its first place and its last value), arrays arrays, both immutable unless mutable containers
+// are asked for (empty immutable ones are all the same shared object), integers that fit 64 bits
 // numbers of kind 'q' (or 'Q' above the signed range), other numbers doubles, true and false
 // booleans. Nesting deeper than kMaxJSONDepth is an error, so hostile input cannot exhaust the
 // stack.
@@ -24,9 +25,12 @@ namespace kiv {
 
 inline constexpr int kMaxJSONDepth = 1024;
 
+enum class JSONContainers { kImmutable, kMutable };
+
 // The value that the text parses to, or absent. On failure, when `error` is given, it receives
 // the domain "KivJSON", a code and a message that says what was wrong.
-Value parseJSON(std::string_view text, Error* error = nullptr);
+Value parseJSON(std::string_view text, JSONContainers containers = JSONContainers::kImmutable,
+                Error* error = nullptr);
 
 // Whether the value is a valid JSON object as described above.
 bool isValidJSONObject(const Value& value);

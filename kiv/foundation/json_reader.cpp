@@ -8,6 +8,7 @@
 #include <charconv>
 #include <vector>
 
+#include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/json.hpp"
 #include "kiv/foundation/string.hpp"
@@ -19,12 +20,50 @@ namespace {
 namespace od = simdjson::ondemand;
 using simdjson::error_code;
 
-// Dictionaries of at most this many keys find repeated keys by scanning; larger ones get their
-// hash index at once, which also serves the lookups that usually follow.
-constexpr std::size_t kScanLimit = 8;
+// Keys repeat across the objects of a document ("screen_name" in every user). Keys too long to
+// live inside a Value are shared through this table for the length of one parse, so that each
+// distinct key is allocated once.
+class KeyTable {
+ public:
+  String intern(std::string_view key) {
+    if (key.size() <= ValueAccess::kInlineCapacity) return String(key);
+    const std::uint64_t hash = detail::hashBytes(key.data(), key.size());
+    for (std::size_t slot = hash & kMask, probes = 0; probes < kMaxProbes;
+         slot = (slot + 1) & kMask, ++probes) {
+      Slot& s = slots_[slot];
+      if (s.key.isAbsent()) {
+        used_.push_back(slot);
+        s.hash = hash;
+        s.key = String(key);
+        return s.key;
+      }
+      if (s.hash == hash && s.key.view() == key) return s.key;
+    }
+    return String(key);  // a crowded neighbourhood: give up sharing rather than search long
+  }
+
+  void clear() {
+    for (std::size_t slot : used_) slots_[slot].key = String();
+    used_.clear();
+  }
+
+ private:
+  static constexpr std::size_t kSlots = 1024;
+  static constexpr std::size_t kMask = kSlots - 1;
+  static constexpr std::size_t kMaxProbes = 8;
+  struct Slot {
+    std::uint64_t hash = 0;
+    String key;
+  };
+  std::vector<Slot> slots_ = std::vector<Slot>(kSlots);
+  std::vector<std::size_t> used_;
+};
 
 class Builder {
  public:
+  void start(JSONContainers containers) { mutable_ = containers == JSONContainers::kMutable; }
+  void finish() { keys_.clear(); }
+
   error_code build(od::value value, Value& out, int depth) {
     od::json_type type;
     if (error_code e = value.type().get(type)) return e;
@@ -86,7 +125,7 @@ class Builder {
       // Build the child first: its own children grow the scratch stacks.
       Value child;
       if (error_code e = build(field.value(), child, depth + 1)) return unwind(e, base);
-      entries_.push_back({String(key), std::move(child)});
+      entries_.push_back({keys_.intern(key), std::move(child)});
     }
     out = makeDictionary(base);
     return simdjson::SUCCESS;
@@ -102,10 +141,12 @@ class Builder {
       if (error_code e = build(v, child, depth + 1)) return unwind(e, base, elements_);
       elements_.push_back(std::move(child));
     }
-    auto* heap = new detail::HeapArray();
-    heap->isMutable = true;
-    heap->items.assign(std::make_move_iterator(elements_.begin() + static_cast<std::ptrdiff_t>(base)),
-                       std::make_move_iterator(elements_.end()));
+    if (elements_.size() == base && !mutable_) {
+      out = Array::emptyArray();
+      return simdjson::SUCCESS;
+    }
+    auto* heap = detail::HeapArray::make(elements_.size() - base, mutable_);
+    for (std::size_t i = base; i < elements_.size(); ++i) heap->items.push_back(std::move(elements_[i]));
     elements_.resize(base);
     out = ValueAccess::adopt(ValueAccess::kArrayTag, heap);
     return simdjson::SUCCESS;
@@ -124,34 +165,13 @@ class Builder {
     return simdjson::SUCCESS;
   }
 
-  // Moves the collected entries into a new dictionary, a repeated key keeping its first place
-  // and its last value.
   Value makeDictionary(std::size_t base) {
-    auto* heap = new detail::HeapDictionary();
-    heap->isMutable = true;
-    const std::size_t n = entries_.size() - base;
-    heap->entries.reserve(n);
-    Value result = ValueAccess::adopt(ValueAccess::kDictionaryTag, heap);
-    if (n <= kScanLimit) {
-      for (std::size_t i = base; i < entries_.size(); ++i) {
-        DictionaryEntry* same = nullptr;
-        for (DictionaryEntry& e : heap->entries) {
-          if (e.key.view() == entries_[i].key.view()) same = &e;
-        }
-        if (same) {
-          same->value = std::move(entries_[i].value);
-        } else {
-          heap->entries.push_back(std::move(entries_[i]));
-        }
-      }
-    } else {
-      MutableDictionary d = result.asMutableDictionary();
-      for (std::size_t i = base; i < entries_.size(); ++i) {
-        d.setObject(std::move(entries_[i].value), entries_[i].key);
-      }
-    }
+    if (entries_.size() == base && !mutable_) return Dictionary::emptyDictionary();
+    DictionaryEntry* first = entries_.data() + base;
+    detail::HeapDictionary* heap =
+        detail::makeDictionary(first, entries_.data() + entries_.size(), mutable_);
     entries_.resize(base);
-    return result;
+    return ValueAccess::adopt(ValueAccess::kDictionaryTag, heap);
   }
 
   error_code unwind(error_code e, std::size_t base) {
@@ -163,6 +183,8 @@ class Builder {
     return e;
   }
 
+  bool mutable_ = false;
+  KeyTable keys_;
   std::vector<DictionaryEntry> entries_;
   std::vector<Value> elements_;
 };
@@ -210,10 +232,12 @@ error_code parseTopLevel(ThreadParser& p, std::string_view text, Value& out) {
 
 }  // namespace
 
-Value parseJSON(std::string_view text, Error* error) {
+Value parseJSON(std::string_view text, JSONContainers containers, Error* error) {
   ThreadParser& p = threadParser();
   Value out;
+  p.builder.start(containers);
   const error_code e = parseTopLevel(p, text, out);
+  p.builder.finish();
   if (p.padded.capacity() > (std::size_t{1} << 24)) std::string().swap(p.padded);
   if (e) {
     setError(error, e,
@@ -224,6 +248,8 @@ Value parseJSON(std::string_view text, Error* error) {
   return out;
 }
 
-Value objectFromJSONString(std::string_view text) { return parseJSON(text); }
+Value objectFromJSONString(std::string_view text) {
+  return parseJSON(text, JSONContainers::kMutable);
+}
 
 }  // namespace kiv

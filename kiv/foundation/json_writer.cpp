@@ -1,13 +1,18 @@
 // Values to JSON text: one pass that writes and validates at once, abandoning the output at the
 // first value that JSON cannot hold.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/json.hpp"
 #include "kiv/foundation/number_text.hpp"
+#include "kiv/foundation/value_heap.hpp"
 
 namespace kiv {
 namespace {
@@ -53,157 +58,222 @@ bool needsAttention(std::uint64_t w) {
   return ((control | hasQuote | hasBackslash) & kHigh) != 0 || (w & kHigh) != 0;
 }
 
+// A growable text buffer with room for a string header in front, so that the finished text can
+// become a String without being copied.
+class TextBuffer {
+ public:
+  TextBuffer() = default;
+  TextBuffer(const TextBuffer&) = delete;
+  TextBuffer& operator=(const TextBuffer&) = delete;
+  ~TextBuffer() { std::free(block_); }
+
+  // Room for n more bytes at the cursor.
+  char* reserve(std::size_t n) {
+    if (size_ + n > capacity_) grow(size_ + n);
+    return text() + size_;
+  }
+  // Moves the cursor to p, just past the bytes written since reserve.
+  void commit(char* p) { size_ = static_cast<std::size_t>(p - text()); }
+  std::string_view view() const { return {text(), size_}; }
+
+  String release() {
+    if (size_ <= ValueAccess::kInlineCapacity) return String(view());
+    detail::HeapBytes* b = detail::HeapBytes::adoptBlock(std::exchange(block_, nullptr), size_);
+    return ValueAccess::adopt(ValueAccess::kHeapStringTag, b).asString();
+  }
+
+ private:
+  static constexpr std::size_t kHeader = sizeof(detail::HeapBytes);
+
+  char* text() const { return block_ + kHeader; }
+  void grow(std::size_t needed) {
+    const std::size_t capacity = std::max({needed, capacity_ * 2, std::size_t{4096}});
+    void* block = std::realloc(block_, kHeader + capacity);
+    if (!block) throw std::bad_alloc();
+    block_ = static_cast<char*>(block);
+    capacity_ = capacity;
+  }
+
+  char* block_ = nullptr;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+};
+
+// Writes through a raw cursor: room is reserved before each token, so the copying loops run
+// without per-character capacity checks.
 class Writer {
  public:
-  Writer(std::string& out, bool pretty) : out_(out), pretty_(pretty) {}
+  Writer(TextBuffer& out, bool pretty) : out_(out), pretty_(pretty) {}
 
   bool write(const Value& v, int depth) {
     switch (v.kind()) {
-      case Kind::kNull: out_.append("null"); return true;
+      case Kind::kNull: append("null", 4); return true;
       case Kind::kNumber: return writeNumber(v);
       case Kind::kString: return writeString(v.stringView());
-      case Kind::kArray: return writeArray(v.asArray(), depth);
-      case Kind::kDictionary: return writeDictionary(v.asDictionary(), depth);
+      case Kind::kArray: return writeArray(ValueAccess::array(v)->items, depth);
+      case Kind::kDictionary: return writeDictionary(ValueAccess::dictionary(v)->entries, depth);
       default: return false;  // absent, dates, data and models have no JSON form
     }
   }
 
  private:
+  void append(const char* s, std::size_t n) {
+    char* p = out_.reserve(n);
+    std::memcpy(p, s, n);
+    out_.commit(p + n);
+  }
+  void put(char c) {
+    char* p = out_.reserve(1);
+    *p = c;
+    out_.commit(p + 1);
+  }
+
   bool writeNumber(const Value& v) {
     if (v.isBoolean()) {
-      out_.append(v.boolValue() ? "true" : "false");
+      v.boolValue() ? append("true", 4) : append("false", 5);
       return true;
     }
-    if (!v.isFloatingPoint()) {
-      appendNumberText(v, out_);
-      return true;
+    char* p = out_.reserve(40);
+    std::to_chars_result r;
+    switch (v.numberKind()) {
+      case 'f':
+      case 'd': {
+        const double d = ValueAccess::rawDouble(v);
+        if (!std::isfinite(d)) return false;
+        r = v.numberKind() == 'f' ? std::to_chars(p, p + 40, static_cast<float>(d))
+                                  : std::to_chars(p, p + 40, d);
+        // Keep the number a floating-point one when read back: 3.0 is written "3.0", not "3".
+        if (std::find_if(p, r.ptr, [](char c) { return c == '.' || c == 'e'; }) == r.ptr) {
+          r.ptr[0] = '.';
+          r.ptr[1] = '0';
+          r.ptr += 2;
+        }
+        break;
+      }
+      case 'C': case 'S': case 'I': case 'Q':
+        r = std::to_chars(p, p + 40, ValueAccess::rawUnsigned(v));
+        break;
+      default: r = std::to_chars(p, p + 40, ValueAccess::rawInt(v)); break;
     }
-    const double d = v.doubleValue();
-    if (!std::isfinite(d)) return false;
-    const std::size_t start = out_.size();
-    appendNumberText(v, out_);
-    // Keep the number a floating-point one when read back: 3.0 is written "3.0", not "3".
-    if (out_.find_first_of(".e", start) == std::string::npos) out_.append(".0");
+    out_.commit(r.ptr);
     return true;
   }
 
   bool writeString(std::string_view s) {
-    out_.push_back('"');
-    std::size_t i = 0, run = 0;
-    while (i < s.size()) {
-      if (i + 8 <= s.size()) {
+    // Worst case: every byte escaped as \u00XX, plus the quotes.
+    char* p = out_.reserve(s.size() * 6 + 2);
+    *p++ = '"';
+    const char* in = s.data();
+    const char* end = in + s.size();
+    while (in < end) {
+      if (end - in >= 8) {
         std::uint64_t w;
-        std::memcpy(&w, s.data() + i, 8);
+        std::memcpy(&w, in, 8);
         if (!needsAttention(w)) {
-          i += 8;
+          std::memcpy(p, in, 8);
+          p += 8;
+          in += 8;
           continue;
         }
       }
-      const auto c = static_cast<unsigned char>(s[i]);
+      const auto c = static_cast<unsigned char>(*in);
       if (c >= 0x80) {
-        const std::size_t n = utf8SequenceLength(s, i);
+        const std::size_t n = utf8SequenceLength(s, static_cast<std::size_t>(in - s.data()));
         if (n == 0) return false;
-        i += n;
-        continue;
+        std::memcpy(p, in, n);
+        p += n;
+        in += n;
+      } else if (c >= 0x20 && c != '"' && c != '\\') {
+        *p++ = *in++;
+      } else {
+        p = appendEscape(p, c);
+        ++in;
       }
-      if (c >= 0x20 && c != '"' && c != '\\') {
-        ++i;
-        continue;
-      }
-      out_.append(s.data() + run, i - run);
-      appendEscape(c);
-      run = ++i;
     }
-    out_.append(s.data() + run, s.size() - run);
-    out_.push_back('"');
+    *p++ = '"';
+    out_.commit(p);
     return true;
   }
 
-  void appendEscape(unsigned char c) {
+  static char* appendEscape(char* p, unsigned char c) {
+    *p++ = '\\';
     switch (c) {
-      case '"': out_.append("\\\""); return;
-      case '\\': out_.append("\\\\"); return;
-      case '\n': out_.append("\\n"); return;
-      case '\r': out_.append("\\r"); return;
-      case '\t': out_.append("\\t"); return;
-      case '\b': out_.append("\\b"); return;
-      case '\f': out_.append("\\f"); return;
+      case '"': *p++ = '"'; return p;
+      case '\\': *p++ = '\\'; return p;
+      case '\n': *p++ = 'n'; return p;
+      case '\r': *p++ = 'r'; return p;
+      case '\t': *p++ = 't'; return p;
+      case '\b': *p++ = 'b'; return p;
+      case '\f': *p++ = 'f'; return p;
       default: {
         static constexpr char kHex[] = "0123456789abcdef";
-        const char escape[6] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 15]};
-        out_.append(escape, 6);
+        const char escape[5] = {'u', '0', '0', kHex[c >> 4], kHex[c & 15]};
+        std::memcpy(p, escape, 5);
+        return p + 5;
       }
     }
   }
 
-  bool writeArray(const Array& a, int depth) {
+  bool writeArray(const detail::ElementBuffer<Value>& elements, int depth) {
     if (depth >= kMaxJSONDepth) return false;
-    out_.push_back('[');
-    bool first = true;
-    for (const Value& element : a) {
-      if (!first) out_.push_back(',');
-      first = false;
+    put('[');
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+      if (i) put(',');
       newline(depth + 1);
-      if (!write(element, depth + 1)) return false;
+      if (!write(elements[i], depth + 1)) return false;
     }
-    if (!first) newline(depth);
-    out_.push_back(']');
+    if (elements.size()) newline(depth);
+    put(']');
     return true;
   }
 
-  bool writeDictionary(const Dictionary& d, int depth) {
+  bool writeDictionary(const detail::ElementBuffer<DictionaryEntry>& entries, int depth) {
     if (depth >= kMaxJSONDepth) return false;
-    out_.push_back('{');
-    bool first = true;
-    for (const DictionaryEntry& e : d) {
-      if (!first) out_.push_back(',');
-      first = false;
+    put('{');
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      if (i) put(',');
       newline(depth + 1);
-      if (!writeString(e.key.view())) return false;
-      out_.append(pretty_ ? " : " : ":");
-      if (!write(e.value, depth + 1)) return false;
+      if (!writeString(entries[i].key.view())) return false;
+      pretty_ ? append(" : ", 3) : put(':');
+      if (!write(entries[i].value, depth + 1)) return false;
     }
-    if (!first) newline(depth);
-    out_.push_back('}');
+    if (entries.size()) newline(depth);
+    put('}');
     return true;
   }
 
   void newline(int depth) {
     if (!pretty_) return;
-    out_.push_back('\n');
-    out_.append(static_cast<std::size_t>(depth) * 2, ' ');
+    const std::size_t n = static_cast<std::size_t>(depth) * 2;
+    char* p = out_.reserve(n + 1);
+    *p = '\n';
+    std::memset(p + 1, ' ', n);
+    out_.commit(p + n + 1);
   }
 
-  std::string& out_;
+  TextBuffer& out_;
   bool pretty_;
 };
 
-bool isContainer(const Value& v) { return v.isArray() || v.isDictionary(); }
-
-// Writes through a per-thread buffer, so that repeated writes reuse one allocation.
+// The JSON text of a valid JSON object, or absent.
 String jsonText(const Value& v, bool pretty) {
-  thread_local std::string buffer;
-  buffer.clear();
-  if (!writeJSON(v, buffer, pretty)) return String();
-  String text(buffer);
-  if (buffer.capacity() > (std::size_t{1} << 24)) std::string().swap(buffer);
-  return text;
+  if (!v.isArray() && !v.isDictionary()) return String();
+  TextBuffer buffer;
+  if (!Writer(buffer, pretty).write(v, 0)) return String();
+  return buffer.release();
 }
 
 }  // namespace
 
 bool writeJSON(const Value& value, std::string& out, bool pretty) {
-  if (!isContainer(value)) return false;
-  const std::size_t start = out.size();
-  if (Writer(out, pretty).write(value, 0)) return true;
-  out.resize(start);
-  return false;
+  if (!value.isArray() && !value.isDictionary()) return false;
+  TextBuffer buffer;
+  if (!Writer(buffer, pretty).write(value, 0)) return false;
+  out.append(buffer.view());
+  return true;
 }
 
-bool isValidJSONObject(const Value& value) {
-  std::string scratch;
-  return writeJSON(value, scratch, false);
-}
+bool isValidJSONObject(const Value& value) { return jsonText(value, false).isPresent(); }
 
 String Array::LxJSON2String() const {
   String text = jsonText(*this, true);

@@ -53,19 +53,22 @@ void Object::setValue(const Value&, std::string_view) {}
 namespace detail {
 
 HeapBytes* HeapBytes::make(const void* bytes, std::size_t size) {
-  void* block = ::operator new(sizeof(HeapBytes) + size);
+  void* block = std::malloc(sizeof(HeapBytes) + size);
+  if (!block) throw std::bad_alloc();
+  if (size) std::memcpy(static_cast<char*>(block) + sizeof(HeapBytes), bytes, size);
+  return adoptBlock(block, size);
+}
+
+HeapBytes* HeapBytes::adoptBlock(void* block, std::size_t size) noexcept {
   auto* b = new (block) HeapBytes();
   b->size = size;
-  if (size) std::memcpy(b->bytes(), bytes, size);
   return b;
 }
 
 void HeapBytes::destroy(HeapBytes* b) noexcept {
   b->~HeapBytes();
-  ::operator delete(b);
+  std::free(b);
 }
-
-HeapDictionary::~HeapDictionary() { delete index.load(std::memory_order_relaxed); }
 
 }  // namespace detail
 
@@ -197,46 +200,27 @@ void Value::releaseHeap() noexcept {
     return;
   }
   detail::HeapBase* h = heap();
-  if (h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  // A sole owner needs no read-modify-write: nobody else can add a reference to it.
+  if (h->refs.load(std::memory_order_acquire) != 1 &&
+      h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+    return;
+  }
   switch (tag()) {
     case kHeapStringTag:
     case kDataTag: detail::HeapBytes::destroy(static_cast<detail::HeapBytes*>(h)); break;
-    case kArrayTag: delete static_cast<detail::HeapArray*>(h); break;
-    case kDictionaryTag: delete static_cast<detail::HeapDictionary*>(h); break;
+    case kArrayTag: detail::HeapArray::destroy(static_cast<detail::HeapArray*>(h)); break;
+    case kDictionaryTag: detail::HeapDictionary::destroy(static_cast<detail::HeapDictionary*>(h)); break;
     default: break;
   }
 }
 
 // --- Kind -----------------------------------------------------------------------------------
 
-Kind Value::kind() const noexcept {
-  switch (tag()) {
-    case kNullTag: return Kind::kNull;
-    case kNumberTag: return Kind::kNumber;
-    case kDateTag: return Kind::kDate;
-    case kInlineStringTag:
-    case kHeapStringTag: return Kind::kString;
-    case kDataTag: return Kind::kData;
-    case kArrayTag: return Kind::kArray;
-    case kDictionaryTag: return Kind::kDictionary;
-    case kObjectTag: return Kind::kModel;
-    default: return Kind::kAbsent;
-  }
-}
-
 bool Value::isMutable() const noexcept {
   return (isArray() || isDictionary()) && heap()->isMutable;
 }
 
 // --- Payload access -------------------------------------------------------------------------
-
-std::string_view Value::stringView() const noexcept {
-  if (tag() == kInlineStringTag) {
-    return {reinterpret_cast<const char*>(raw_), raw_[kAuxByte]};
-  }
-  if (tag() == kHeapStringTag) return static_cast<const detail::HeapBytes*>(heap())->view();
-  return {};
-}
 
 double Value::timeIntervalSince1970() const noexcept { return isDate() ? rawDouble() : 0.0; }
 

@@ -19,6 +19,7 @@
 #ifndef KIV_FOUNDATION_VALUE_HPP_
 #define KIV_FOUNDATION_VALUE_HPP_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -55,7 +56,29 @@ enum class Kind : std::uint8_t {
 const char* kindName(Kind kind);
 
 namespace detail {
-struct HeapBase;
+
+// The header of every heap payload but objects: a reference count and, for arrays and
+// dictionaries, whether they are mutable.
+struct HeapBase {
+  std::atomic<std::uint32_t> refs{1};
+  bool isMutable = false;
+};
+
+// Bytes of a string or of data, allocated in one block with the header.
+struct HeapBytes : HeapBase {
+  std::size_t size = 0;
+  char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+  const char* bytes() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+  std::string_view view() const noexcept { return {bytes(), size}; }
+
+  // Blocks come from malloc, so that a writer can grow one with realloc and then hand it over.
+  static HeapBytes* make(const void* bytes, std::size_t size);
+  static void destroy(HeapBytes* b) noexcept;
+  // Takes over a malloc'd block whose first sizeof(HeapBytes) bytes are room for the header and
+  // whose next `size` bytes are the content.
+  static HeapBytes* adoptBlock(void* block, std::size_t size) noexcept;
+};
+
 }  // namespace detail
 
 class Value {
@@ -131,7 +154,12 @@ class Value {
 
   // --- Kind ---------------------------------------------------------------------------------
 
-  Kind kind() const noexcept;
+  Kind kind() const noexcept {
+    constexpr Kind kByTag[] = {Kind::kAbsent, Kind::kNull,  Kind::kNumber, Kind::kDate,
+                               Kind::kString, Kind::kString, Kind::kData,  Kind::kArray,
+                               Kind::kDictionary, Kind::kModel};
+    return kByTag[tag()];
+  }
   bool isAbsent() const noexcept { return tag() == kAbsentTag; }
   bool isPresent() const noexcept { return tag() != kAbsentTag; }
   explicit operator bool() const noexcept { return isPresent(); }
@@ -214,7 +242,11 @@ class Value {
   // --- Payload access -------------------------------------------------------------------------
 
   // The bytes of a string; empty for other kinds. The view lives as long as this Value.
-  std::string_view stringView() const noexcept;
+  std::string_view stringView() const noexcept {
+    if (tag() == kInlineStringTag) return {reinterpret_cast<const char*>(raw_), raw_[kAuxByte]};
+    if (tag() == kHeapStringTag) return static_cast<const detail::HeapBytes*>(heap())->view();
+    return {};
+  }
   // Seconds since 1970 of a date; 0 for other kinds.
   double timeIntervalSince1970() const noexcept;
   // The referenced object of the model kind, or nullptr.

@@ -3,39 +3,99 @@
 #ifndef KIV_FOUNDATION_VALUE_HEAP_HPP_
 #define KIV_FOUNDATION_VALUE_HEAP_HPP_
 
+#include <algorithm>
 #include <atomic>
+#include <new>
+#include <utility>
 #include <cstring>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
+#include "kiv/foundation/string.hpp"
 #include "kiv/foundation/value.hpp"
 
 namespace kiv {
 
-struct DictionaryEntry;
+// One key and its value, as a dictionary holds and iterates them.
+struct DictionaryEntry {
+  String key;
+  Value value;
+};
 
 namespace detail {
 
-struct HeapBase {
-  std::atomic<std::uint32_t> refs{1};
-  bool isMutable = false;
-};
+// The elements of a container. They start in the container's own heap block, sized exactly when
+// the container is made (a parsed array or dictionary costs one allocation), and move to a buffer
+// of their own when a mutable container grows beyond it.
+template <class T>
+class ElementBuffer {
+ public:
+  ElementBuffer(T* inlineStorage, std::size_t inlineCapacity) noexcept
+      : data_(inlineStorage), inline_(inlineStorage), capacity_(inlineCapacity) {}
+  ElementBuffer(const ElementBuffer&) = delete;
+  ElementBuffer& operator=(const ElementBuffer&) = delete;
+  ~ElementBuffer() {
+    clear();
+    if (data_ != inline_) ::operator delete(data_);
+  }
 
-// Bytes of a string or of data, allocated in one block with the header.
-struct HeapBytes : HeapBase {
-  std::size_t size = 0;
-  char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
-  const char* bytes() const noexcept { return reinterpret_cast<const char*>(this + 1); }
-  std::string_view view() const noexcept { return {bytes(), size}; }
+  T* data() noexcept { return data_; }
+  const T* data() const noexcept { return data_; }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  T& operator[](std::size_t i) noexcept { return data_[i]; }
+  const T& operator[](std::size_t i) const noexcept { return data_[i]; }
+  T& back() noexcept { return data_[size_ - 1]; }
 
-  static HeapBytes* make(const void* bytes, std::size_t size);
-  static void destroy(HeapBytes* b) noexcept;
+  void push_back(T value) {
+    if (size_ == capacity_) grow(size_ + 1);
+    new (data_ + size_) T(std::move(value));
+    ++size_;
+  }
+  void insert(std::size_t position, T value) {
+    push_back(std::move(value));
+    for (std::size_t i = size_ - 1; i > position; --i) std::swap(data_[i], data_[i - 1]);
+  }
+  void erase(std::size_t position) {
+    for (std::size_t i = position; i + 1 < size_; ++i) data_[i] = std::move(data_[i + 1]);
+    pop_back();
+  }
+  void pop_back() noexcept { data_[--size_].~T(); }
+  void clear() noexcept {
+    while (size_) pop_back();
+  }
+
+ private:
+  void grow(std::size_t needed) {
+    const std::size_t capacity = std::max({needed, capacity_ * 2, std::size_t{4}});
+    T* fresh = static_cast<T*>(::operator new(capacity * sizeof(T)));
+    for (std::size_t i = 0; i < size_; ++i) {
+      new (fresh + i) T(std::move(data_[i]));
+      data_[i].~T();
+    }
+    if (data_ != inline_) ::operator delete(data_);
+    data_ = fresh;
+    capacity_ = capacity;
+  }
+
+  T* data_;
+  T* inline_;
+  std::size_t size_ = 0;
+  std::size_t capacity_;
 };
 
 struct HeapArray : HeapBase {
-  std::vector<Value> items;
+  ElementBuffer<Value> items;
+
+  // A new, empty array with room for `capacity` elements in its own block.
+  static HeapArray* make(std::size_t capacity, bool isMutable);
+  static void destroy(HeapArray* a) noexcept;
+
+ private:
+  explicit HeapArray(std::size_t capacity) : items(reinterpret_cast<Value*>(this + 1), capacity) {}
+  ~HeapArray() = default;
 };
 
 // The hash index of a dictionary: open addressing over entry positions. Built on the first
@@ -48,10 +108,22 @@ struct DictionaryIndex {
 };
 
 struct HeapDictionary : HeapBase {
-  std::vector<DictionaryEntry> entries;
+  ElementBuffer<DictionaryEntry> entries;
   std::atomic<DictionaryIndex*> index{nullptr};
+
+  // A new, empty dictionary with room for `capacity` entries in its own block.
+  static HeapDictionary* make(std::size_t capacity, bool isMutable);
+  static void destroy(HeapDictionary* d) noexcept;
+
+ private:
+  explicit HeapDictionary(std::size_t capacity);
   ~HeapDictionary();
 };
+
+// A new dictionary holding the entries, moved in order; a repeated key keeps its first place and
+// its last value. Dictionaries large enough to need an index get it at once, since finding the
+// repeated keys builds it anyway.
+HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bool isMutable);
 
 // A 64-bit hash of a byte string, used by dictionaries and by Value::hash.
 std::uint64_t hashBytes(const void* data, std::size_t size) noexcept;
@@ -64,6 +136,9 @@ const Value& absentValue() noexcept;
 // The privileged access that the foundation's own code needs to build and read heap payloads.
 struct ValueAccess {
   static detail::HeapBase* heap(const Value& v) noexcept { return v.heap(); }
+  static std::int64_t rawInt(const Value& v) noexcept { return v.rawInt(); }
+  static std::uint64_t rawUnsigned(const Value& v) noexcept { return v.rawUnsigned(); }
+  static double rawDouble(const Value& v) noexcept { return v.rawDouble(); }
   static unsigned char tag(const Value& v) noexcept { return v.tag(); }
   static Value adopt(unsigned char tag, const void* heapObject) noexcept {
     return Value::adoptHeap(static_cast<Value::Tag>(tag), heapObject);
@@ -80,6 +155,8 @@ struct ValueAccess {
   static constexpr unsigned char kArrayTag = Value::kArrayTag;
   static constexpr unsigned char kDictionaryTag = Value::kDictionaryTag;
   static constexpr unsigned char kDataTag = Value::kDataTag;
+  static constexpr unsigned char kHeapStringTag = Value::kHeapStringTag;
+  static constexpr std::size_t kInlineCapacity = Value::kInlineCapacity;
 };
 
 }  // namespace kiv
