@@ -123,6 +123,10 @@ class MutableDictionary : public Dictionary {
   // Sets the value under the key; an absent value does nothing.
   void setObject(Value value, std::string_view key) const;
   void setObject(Value value, const String& key) const;
+  void setObject(Value value, const char* key) const { setObject(std::move(value), std::string_view(key)); }
+  void setObject(Value value, const std::string& key) const {
+    setObject(std::move(value), std::string_view(key));
+  }
   void removeObjectForKey(std::string_view key) const;
   void removeObjectsForKeys(const Array& keys) const;
   void removeAllObjects() const;
