@@ -1,0 +1,389 @@
+// SqDatabase: one connection to one SQLite database file.
+//
+// The connection prepares, binds, steps and finalizes statements; keeps a cache of prepared
+// statements by SQL text (when asked to); keeps track of the result sets it handed out; logs
+// failures through kiv::log (while logsErrors is on) and remembers the last one; and retries
+// while another connection holds a lock, for up to maxBusyRetryTimeInterval seconds.
+//
+// Failures are return values: nullptr or false, with a log line. Two things stop the process:
+// creating a connection over a SQLite library that is not thread-safe, and a statement that
+// fails to prepare while crashOnErrors is on.
+//
+// A connection is not thread-safe. It belongs to one thread (or serial queue) at a time and only
+// refuses reentrant use from within one call chain ("is currently in use"). SqDatabaseQueue
+// serialises the use of a shared connection. Connections are reference counted: own them with
+// Ref (databaseWithPath), as the result sets they hand out keep them alive. Releasing the last
+// reference closes the connection.
+#ifndef KIV_SQLITE_DATABASE_HPP_
+#define KIV_SQLITE_DATABASE_HPP_
+
+#include <array>
+#include <cstdarg>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "kiv/foundation/array.hpp"
+#include "kiv/foundation/data.hpp"
+#include "kiv/foundation/date.hpp"
+#include "kiv/foundation/date_formatter.hpp"
+#include "kiv/foundation/dictionary.hpp"
+#include "kiv/foundation/error.hpp"
+#include "kiv/foundation/object.hpp"
+#include "kiv/foundation/string.hpp"
+#include "kiv/foundation/value.hpp"
+#include "kiv/sqlite/result_set.hpp"
+#include "kiv/sqlite/statement.hpp"
+
+struct sqlite3;
+struct sqlite3_context;
+struct sqlite3_value;
+
+namespace kiv {
+
+// SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE: the flags of queues and pools unless given.
+inline constexpr int kSqDefaultOpenFlags = 6;
+
+// The stand-in for a C variable argument list of objects: the arguments, in order. The variadic
+// templates (executeQuery(sql, args...)) build one from their arguments.
+using SqArgumentList = std::span<const Value>;
+
+// The statement cache: SQL text -> the statements prepared for it (one per result set alive at
+// once). Looked up by string_view without copying the text.
+struct SqQueryHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+};
+using SqStatementCache =
+    std::unordered_map<std::string, std::vector<Ref<SqStatement>>, SqQueryHash, std::equal_to<>>;
+
+// The row callback of executeStatements: column name -> the column's text (NULL: the null).
+// A non-zero result aborts the statements.
+using SqExecuteStatementsCallbackBlock = std::function<int(const Dictionary& resultsDictionary)>;
+// An SQL function: receives SQLite's function context and arguments and sets the result itself
+// (sqlite3_result_...).
+using SqFunctionBlock = std::function<void(sqlite3_context* context, int argc, sqlite3_value** argv)>;
+
+class SqDatabase : public Object {
+ public:
+  // --- Creation and lifecycle -------------------------------------------------------------------
+
+  // A connection to the file at `path`, not yet open. An absent path means a private in-memory
+  // database, "" a temporary on-disk one. Stops the process when SQLite is not thread-safe.
+  explicit SqDatabase(const String& path = String());
+  static Ref<SqDatabase> databaseWithPath(const String& path = String());
+  ~SqDatabase() override;
+
+  // The path as SQLite gets it: ":memory:" for an absent path.
+  std::string sqlitePath() const;
+  // Opens the file (read-write, created if missing); true when already open. Installs the busy
+  // handler when maxBusyRetryTimeInterval > 0. Logs "error opening!: <code>" on failure.
+  bool open();
+  // The same with SQLite open flags (SQLITE_OPEN_...).
+  bool openWithFlags(int flags);
+  // Finalizes the cached statements, closes the open result sets, then the connection; a
+  // statement still prepared elsewhere is finalized with the log "Closing leaked statement".
+  // Always true. The connection may be opened again.
+  bool close();
+  // Whether the connection is open and answers a query of the schema.
+  bool goodConnection();
+  // Whether the connection is open; logs "The SqDatabase <db> is not open." when not.
+  bool databaseExists() const;
+
+  // --- Accessors --------------------------------------------------------------------------------
+
+  const String& databasePath() const noexcept { return databasePath_; }
+  // The SQLite handle; nullptr while closed.
+  sqlite3* sqliteHandle() const noexcept { return db_; }
+  // Log failures (default true).
+  bool logsErrors() const noexcept { return logsErrors_; }
+  void setLogsErrors(bool flag) noexcept { logsErrors_ = flag; }
+  // Stop the process when a statement fails to prepare (default false).
+  bool crashOnErrors() const noexcept { return crashOnErrors_; }
+  void setCrashOnErrors(bool flag) noexcept { crashOnErrors_ = flag; }
+  // Log every statement and bound argument (default false).
+  bool traceExecution() const noexcept { return traceExecution_; }
+  void setTraceExecution(bool flag) noexcept { traceExecution_ = flag; }
+  // A mark for the owners of pools; nothing else reads it.
+  bool checkedOut() const noexcept { return checkedOut_; }
+  void setCheckedOut(bool flag) noexcept { checkedOut_ = flag; }
+  // Cache prepared statements by SQL text (default false). Turning it off drops the cache; its
+  // statements are finalized when their last holder lets go of them.
+  bool shouldCacheStatements() const noexcept { return shouldCacheStatements_; }
+  void setShouldCacheStatements(bool flag);
+  // The cache itself; nullptr while caching is off.
+  const std::shared_ptr<SqStatementCache>& cachedStatements() const noexcept { return cachedStatements_; }
+  void setCachedStatements(std::shared_ptr<SqStatementCache> cache) { cachedStatements_ = std::move(cache); }
+  // How long (seconds) to retry while the database is locked elsewhere, about every 50 ms;
+  // default 2. 0 or less: no retrying, a locked database fails at once.
+  double maxBusyRetryTimeInterval() const noexcept { return maxBusyRetryTimeInterval_; }
+  void setMaxBusyRetryTimeInterval(double seconds);
+  // Kept only to tell callers to use maxBusyRetryTimeInterval: both log; the getter returns -1.
+  int busyRetryTimeout() const;
+  void setBusyRetryTimeout(int timeout);
+  bool hasOpenResultSets() const noexcept { return !openResultSets_.empty(); }
+  bool inTransaction() const noexcept { return inTransaction_; }
+
+  // "<SqDatabase: 0x...>".
+  std::string description() const override;
+
+  // --- Library ----------------------------------------------------------------------------------
+
+  static std::string sqliteLibVersion();
+  static bool isSQLiteThreadSafe();
+  // "2.3", and the same as the number 0x230.
+  static std::string SqDBUserVersion();
+  static std::uint32_t SqDBVersion();
+
+  // --- Errors -----------------------------------------------------------------------------------
+
+  std::string lastErrorMessage() const;
+  int lastErrorCode() const;
+  // Whether the last result code is an error (1 to 99; SQLITE_ROW and SQLITE_DONE are not).
+  bool hadError() const;
+  // {"SqDatabase", the last result code, message}.
+  Error errorWithMessage(std::string_view message) const;
+  Error lastError() const;
+  // SQLite's last insert row id and change count; 0 (logged) while a statement executes.
+  std::int64_t lastInsertRowId();
+  int changes();
+
+  // --- Statement cache --------------------------------------------------------------------------
+
+  // A cached statement for the exact text that no result set is reading, or nullptr.
+  Ref<SqStatement> cachedStatementForQuery(std::string_view query) const;
+  // Adds the statement to the cache under the text (and sets its query).
+  void setCachedStatement(const Ref<SqStatement>& statement, std::string_view query);
+  // Finalizes and forgets every cached statement.
+  void clearCachedStatements();
+
+  // --- Result sets handed out -------------------------------------------------------------------
+
+  // Called by a result set that closes.
+  void resultSetDidClose(SqResultSet* resultSet);
+  // Closes every result set handed out and still open (they no longer call back).
+  void closeOpenResultSets();
+
+  // --- Dates ------------------------------------------------------------------------------------
+
+  // A formatter for the pattern, in GMT, with en_US names, for setDateFormat.
+  static DateFormatter storeableDateFormat(std::string_view format);
+  // Dates bind as the formatter's text and read back through it; nullopt: as seconds since 1970.
+  void setDateFormat(std::optional<DateFormatter> format) { dateFormat_ = std::move(format); }
+  bool hasDateFormatter() const noexcept { return dateFormat_.has_value(); }
+  const DateFormatter* dateFormat() const noexcept { return dateFormat_ ? &*dateFormat_ : nullptr; }
+  // Through the formatter; absent without one.
+  Date dateFromString(std::string_view text) const;
+  String stringFromDate(const Date& date) const;
+
+  // --- Encryption: not in this build; these return false and do nothing -------------------------
+
+  bool setKey(std::string_view key);
+  bool rekey(std::string_view key);
+  bool setKeyWithData(const Data& keyData);
+  bool rekeyWithData(const Data& keyData);
+
+  // --- Queries ----------------------------------------------------------------------------------
+  //
+  // Each returns a result set before its first row, or nullptr (logged) when the connection is
+  // closed or in use, the SQL does not prepare, or the arguments do not match its parameters.
+  // Positional arguments bind to the parameters in order ("?", "?1", ":name" alike); surplus
+  // ones are ignored. Dictionary arguments bind by name: key "id" to ":id"; a key without a
+  // parameter is logged and skipped, but every parameter must get a value.
+
+  template <class... Args>
+  Ref<SqResultSet> executeQuery(std::string_view sql, const Args&... args) {
+    return executeQueryWithVAList(sql, std::array<Value, sizeof...(Args)>{Value(args)...});
+  }
+  Ref<SqResultSet> executeQueryWithArgumentsInArray(std::string_view sql, const Array& arguments);
+  Ref<SqResultSet> executeQueryWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
+  Ref<SqResultSet> executeQueryWithVAList(std::string_view sql, SqArgumentList arguments);
+  // The SQL with printf-like escapes turned into "?" parameters (see extractSQL). C varargs:
+  // "%@" takes a `const kiv::Value*` (nullptr for nothing).
+  Ref<SqResultSet> executeQueryWithFormat(const char* format, ...);
+
+  // --- Updates ----------------------------------------------------------------------------------
+  //
+  // Each steps the statement once and returns whether it finished (SQLITE_DONE or SQLITE_OK);
+  // arguments as for queries. A statement that yields a row (a SELECT) fails.
+
+  template <class... Args>
+  bool executeUpdate(std::string_view sql, const Args&... args) {
+    return executeUpdateWithVAList(sql, std::array<Value, sizeof...(Args)>{Value(args)...});
+  }
+  bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
+  bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
+  bool executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments);
+  bool executeUpdateWithFormat(const char* format, ...);
+  // Also sets `*outError` (when given) when the SQL does not prepare.
+  template <class... Args>
+  bool executeUpdateWithErrorAndBindings(std::string_view sql, Error* outError, const Args&... args) {
+    const std::array<Value, sizeof...(Args)> arguments{Value(args)...};
+    return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, outError, Array(), Dictionary(),
+                                                                          arguments);
+  }
+  // The older name of executeUpdateWithErrorAndBindings.
+  template <class... Args>
+  bool update(std::string_view sql, Error* outError, const Args&... args) {
+    return executeUpdateWithErrorAndBindings(sql, outError, args...);
+  }
+
+  // --- Several statements, SQL functions --------------------------------------------------------
+
+  // Runs the semicolon-separated statements; the block, when given, receives each result row.
+  // Returns whether all ran; logs "Error inserting batch: <message>" otherwise.
+  bool executeStatements(std::string_view sql, const SqExecuteStatementsCallbackBlock& block = {});
+  // Registers a scalar SQL function of `maximumArguments` arguments (-1: any) for the life of the
+  // connection.
+  void makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block);
+
+  // Turns printf-like escapes of `sql` into "?" and appends the arguments, read from `args`, to
+  // `arguments`: %@ (const Value*), %c, %s, %d %i %D, %u %U, %f, %g (narrowed to float), %hi %hu,
+  // %ld %lu, %lld %llu, %qi %qu. A "%" is never copied; "%@" with nullptr adds neither "?" nor
+  // an argument; another character after "%" is copied alone ("%%" gives "%"), and the character
+  // after such an escape is again read as an escape character.
+  static void extractSQL(std::string_view sql, va_list args, std::string& cleanedSQL, const MutableArray& arguments);
+
+  // --- Transactions and savepoints --------------------------------------------------------------
+  //
+  // Each runs one update and returns its result; inTransaction follows begin/commit/rollback
+  // that succeed.
+
+  bool beginTransaction();          // "begin exclusive transaction"
+  bool beginDeferredTransaction();  // "begin deferred transaction"
+  bool commit();
+  bool rollback();
+  // Savepoint names are quoted ("'" doubled). On failure `*outError` gets lastError().
+  bool startSavePointWithName(std::string_view name, Error* outError = nullptr);
+  bool releaseSavePointWithName(std::string_view name, Error* outError = nullptr);
+  bool rollbackToSavePointWithName(std::string_view name, Error* outError = nullptr);
+  // Runs the block inside a savepoint named "dbSavePoint<n>" (n counts process-wide); rolls back
+  // to it when the block sets *rollback, then releases it. Returns the last failure, if any.
+  std::optional<Error> inSavePoint(const std::function<void(bool* rollback)>& block);
+
+  // --- Single values and the schema -------------------------------------------------------------
+  //
+  // The single-value queries read column 0 of the first row; with no row (or a failed query)
+  // they return 0, false or absent.
+
+  template <class... Args>
+  String stringForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...},
+                         &SqResultSet::stringForColumnIndex, String());
+  }
+  template <class... Args>
+  std::int32_t intForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::intForColumnIndex,
+                         std::int32_t{0});
+  }
+  template <class... Args>
+  std::int64_t longForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::longForColumnIndex,
+                         std::int64_t{0});
+  }
+  template <class... Args>
+  bool boolForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::boolForColumnIndex,
+                         false);
+  }
+  template <class... Args>
+  double doubleForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...},
+                         &SqResultSet::doubleForColumnIndex, 0.0);
+  }
+  template <class... Args>
+  Data dataForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::dataForColumnIndex,
+                         Data());
+  }
+  template <class... Args>
+  Date dateForQuery(std::string_view sql, const Args&... args) {
+    return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::dateForColumnIndex,
+                         Date());
+  }
+
+  // Whether a table (not a view or index) of this name in any letter case exists in the main
+  // schema.
+  bool tableExists(std::string_view tableName);
+  // The schema listing: type, name, tbl_name, rootpage, sql of every table, index, view and
+  // trigger, temporary ones included, SQLite's own left out.
+  Ref<SqResultSet> getSchema();
+  // "pragma table_info('<table>')": cid, name, type, notnull, dflt_value, pk per column. The
+  // name is put between quotes as it stands.
+  Ref<SqResultSet> getTableSchema(std::string_view tableName);
+  // Whether the table has the column, both names in any letter case. Note the argument orders.
+  bool columnExistsInTableWithName(std::string_view columnName, std::string_view tableName);
+  bool columnExistsColumnName(std::string_view tableName, std::string_view columnName);
+  // The file header's application id and user version; 0 when they cannot be read.
+  std::uint32_t applicationID();
+  void setApplicationID(std::uint32_t applicationID);
+  std::uint32_t userVersion();
+  void setUserVersion(std::uint32_t version);
+  // Whether the SQL compiles (it is not run). On failure `*outError` gets {"NSCocoaErrorDomain",
+  // lastErrorCode, lastErrorMessage}.
+  bool validateSQL(std::string_view sql, Error* outError = nullptr);
+
+ private:
+  class ExecutingStatement;
+
+  static int SqDBDatabaseBusyHandler(void* context, int count);
+
+  // Logs "The SqDatabase <db> is currently in use.".
+  void warnInUse() const;
+
+  // The one query operation and the one update operation that every form goes through; only
+  // one of the three argument sources is used.
+  Ref<SqResultSet> executeQueryWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql, const Array& arrayArgs,
+                                                                        const Dictionary& dictionaryArgs,
+                                                                        SqArgumentList listArgs);
+  bool executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql, Error* outError,
+                                                                      const Array& arrayArgs,
+                                                                      const Dictionary& dictionaryArgs,
+                                                                      SqArgumentList listArgs);
+  // The statement for the SQL: a free cached one (reset) or a newly prepared one; nullptr,
+  // logged, when it does not prepare.
+  Ref<SqStatement> statementForQuery(std::string_view sql, bool* fromCache);
+  // Binds the arguments; returns how many parameters got a value.
+  int bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
+                    const Dictionary& dictionaryArgs, SqArgumentList listArgs);
+  void logStepFailure(int code, std::string_view sql) const;
+
+  template <class T>
+  T valueForQuery(std::string_view sql, SqArgumentList arguments, T (SqResultSet::*read)(int) const, T noRow) {
+    Ref<SqResultSet> resultSet = executeQueryWithVAList(sql, arguments);
+    if (!resultSet || !resultSet->next()) return noRow;
+    T value = ((*resultSet).*read)(0);
+    resultSet->close();
+    return value;
+  }
+  std::uint32_t pragmaValue(const char* pragma);
+  void setPragmaValue(std::string sql);
+
+  sqlite3* db_ = nullptr;
+  String databasePath_;
+  bool logsErrors_ = true;
+  bool crashOnErrors_ = false;
+  bool traceExecution_ = false;
+  bool checkedOut_ = false;
+  bool shouldCacheStatements_ = false;
+  bool isExecutingStatement_ = false;
+  bool inTransaction_ = false;
+  double maxBusyRetryTimeInterval_ = 2.0;
+  double startBusyRetryTime_ = 0;
+  std::shared_ptr<SqStatementCache> cachedStatements_;
+  std::vector<SqResultSet*> openResultSets_;  // not owned
+  std::list<SqFunctionBlock> openFunctions_;  // a list: SQLite holds pointers to the elements
+  std::optional<DateFormatter> dateFormat_;
+  std::string parameterName_;  // scratch for ":name", reused to avoid an allocation per bind
+};
+
+}  // namespace kiv
+
+#endif  // KIV_SQLITE_DATABASE_HPP_

@@ -1,0 +1,288 @@
+// SqDatabase: running SQL - the core query and update, argument binding, bulk statements and
+// SQL functions.
+#include <sqlite3.h>
+
+#include <climits>
+
+#include "kiv/foundation/log.hpp"
+#include "kiv/sqlite/database.hpp"
+
+namespace kiv {
+namespace {
+
+int SqDBExecuteBulkSQLCallback(void* context, int columns, char** values, char** names) {
+  const auto& block = *static_cast<const SqExecuteStatementsCallbackBlock*>(context);
+  const MutableDictionary row = MutableDictionary::dictionary(static_cast<std::size_t>(columns));
+  for (int i = 0; i < columns; ++i) row.setObject(values[i] ? Value(values[i]) : Value::null(), std::string_view(names[i]));
+  return block(row);
+}
+
+void SqDBBlockSQLiteCallBackFunction(sqlite3_context* context, int argc, sqlite3_value** argv) {
+  (*static_cast<SqFunctionBlock*>(sqlite3_user_data(context)))(context, argc, argv);
+}
+
+void traceArgument(const Value& argument) {
+  if (argument.isData()) {
+    log("data: " + std::to_string(argument.asData().size()) + " bytes");
+  } else {
+    log("obj: " + argument.description());
+  }
+}
+
+}  // namespace
+
+// Marks the connection as executing for its lifetime, unless it already is (then it warns and
+// entered() is false).
+class SqDatabase::ExecutingStatement {
+ public:
+  explicit ExecutingStatement(SqDatabase& db) : db_(db), entered_(!db.isExecutingStatement_) {
+    if (entered_) {
+      db.isExecutingStatement_ = true;
+    } else {
+      db.warnInUse();
+    }
+  }
+  ~ExecutingStatement() {
+    if (entered_) db_.isExecutingStatement_ = false;
+  }
+  ExecutingStatement(const ExecutingStatement&) = delete;
+  ExecutingStatement& operator=(const ExecutingStatement&) = delete;
+
+  bool entered() const noexcept { return entered_; }
+
+ private:
+  SqDatabase& db_;
+  const bool entered_;
+};
+
+// --- Counters guarded like execution ------------------------------------------------------------
+
+std::int64_t SqDatabase::lastInsertRowId() {
+  ExecutingStatement executing(*this);
+  return executing.entered() ? sqlite3_last_insert_rowid(db_) : 0;
+}
+
+int SqDatabase::changes() {
+  ExecutingStatement executing(*this);
+  return executing.entered() ? sqlite3_changes(db_) : 0;
+}
+
+// --- Preparing and binding ----------------------------------------------------------------------
+
+Ref<SqStatement> SqDatabase::statementForQuery(std::string_view sql, bool* fromCache) {
+  if (shouldCacheStatements_) {
+    if (Ref<SqStatement> cached = cachedStatementForQuery(sql)) {
+      cached->reset();
+      *fromCache = true;
+      return cached;
+    }
+  }
+  sqlite3_stmt* handle = nullptr;
+  const int length = static_cast<int>(std::min<std::size_t>(sql.size(), INT_MAX));
+  if (sqlite3_prepare_v2(db_, sql.data(), length, &handle, nullptr) != SQLITE_OK) {
+    const std::string error = "DB Error: " + std::to_string(lastErrorCode()) + " \"" + lastErrorMessage() + "\"";
+    if (logsErrors_) {
+      log(error);
+      log("DB Query: " + std::string(sql));
+      log("DB Path: " + databasePath_.description());
+    }
+    if (crashOnErrors_) abortWithAssertion(error);
+    sqlite3_finalize(handle);
+    return nullptr;
+  }
+  return makeRef<SqStatement>(handle);
+}
+
+int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
+                              const Dictionary& dictionaryArgs, SqArgumentList listArgs) {
+  int bound = 0;
+  if (dictionaryArgs.isPresent()) {
+    for (const DictionaryEntry& entry : dictionaryArgs) {
+      parameterName_.assign(1, ':');
+      parameterName_.append(entry.key.view());
+      if (traceExecution_) log(parameterName_ + " = " + entry.value.description());
+      const int index = sqlite3_bind_parameter_index(statement.statement(), parameterName_.c_str());
+      if (index >= 1) {
+        statement.bindObject(entry.value, index, dateFormat());
+        ++bound;
+      } else {
+        log("Could not find index for " + entry.key.str());
+      }
+    }
+    return bound;
+  }
+  std::size_t nextInArray = 0;
+  std::size_t nextInList = 0;
+  for (int column = 1; column <= parameterCount; ++column) {
+    const Value* argument = nullptr;
+    if (nextInArray < arrayArgs.count()) {
+      argument = &arrayArgs[nextInArray++];
+    } else if (nextInList < listArgs.size()) {
+      argument = &listArgs[nextInList++];
+    } else {
+      break;
+    }
+    if (traceExecution_) traceArgument(*argument);
+    statement.bindObject(*argument, column, dateFormat());
+    ++bound;
+  }
+  return bound;
+}
+
+// --- The core query and update ------------------------------------------------------------------
+
+Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql,
+                                                                                  const Array& arrayArgs,
+                                                                                  const Dictionary& dictionaryArgs,
+                                                                                  SqArgumentList listArgs) {
+  if (!databaseExists()) return nullptr;
+  ExecutingStatement executing(*this);
+  if (!executing.entered()) return nullptr;
+  if (traceExecution_) log(description() + " executeQuery: " + std::string(sql));
+
+  bool fromCache = false;
+  Ref<SqStatement> statement = statementForQuery(sql, &fromCache);
+  if (!statement) return nullptr;
+  const int parameterCount = sqlite3_bind_parameter_count(statement->statement());
+  if (bindArguments(*statement, parameterCount, arrayArgs, dictionaryArgs, listArgs) != parameterCount) {
+    log("Error: the bind count is not correct for the # of variables (executeQuery)");
+    // A cached statement is finalized too; the cache no longer hands it out.
+    statement->close();
+    return nullptr;
+  }
+  if (!fromCache && shouldCacheStatements_) setCachedStatement(statement, sql);
+
+  Ref<SqResultSet> resultSet = SqResultSet::resultSetWithStatement(statement, Ref<SqDatabase>(this));
+  resultSet->setQuery(sql);
+  openResultSets_.push_back(resultSet.get());
+  statement->setUseCount(statement->useCount() + 1);
+  return resultSet;
+}
+
+bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql,
+                                                                                Error* outError,
+                                                                                const Array& arrayArgs,
+                                                                                const Dictionary& dictionaryArgs,
+                                                                                SqArgumentList listArgs) {
+  if (!databaseExists()) return false;
+  ExecutingStatement executing(*this);
+  if (!executing.entered()) return false;
+  if (traceExecution_) log(description() + " executeUpdate: " + std::string(sql));
+
+  bool fromCache = false;
+  Ref<SqStatement> statement = statementForQuery(sql, &fromCache);
+  if (!statement) {
+    if (outError) *outError = errorWithMessage(lastErrorMessage());
+    return false;
+  }
+  const int parameterCount = sqlite3_bind_parameter_count(statement->statement());
+  const int bound = bindArguments(*statement, parameterCount, arrayArgs, dictionaryArgs, listArgs);
+  if (bound != parameterCount) {
+    log("Error: the bind count (" + std::to_string(bound) + ") is not correct for the # of variables in the query (" +
+        std::to_string(parameterCount) + ") (" + std::string(sql) + ") (executeUpdate)");
+    statement->close();
+    return false;
+  }
+
+  const int rc = sqlite3_step(statement->statement());
+  if (rc != SQLITE_DONE && logsErrors_) logStepFailure(rc, sql);
+
+  // Cached statements are kept for the next use; others are finalized.
+  int releaseRc;
+  if (fromCache || shouldCacheStatements_) {
+    if (!fromCache) setCachedStatement(statement, sql);
+    statement->setUseCount(statement->useCount() + 1);
+    releaseRc = statement->reset();
+  } else {
+    releaseRc = statement->close();
+  }
+  if (releaseRc != SQLITE_OK && logsErrors_) {
+    log("Unknown error finalizing or resetting statement (" + std::to_string(releaseRc) + ": " + lastErrorMessage() +
+        ")");
+    log("DB Query: " + std::string(sql));
+  }
+  return rc == SQLITE_DONE || rc == SQLITE_OK;
+}
+
+void SqDatabase::logStepFailure(int code, std::string_view sql) const {
+  const std::string detail = "(" + std::to_string(code) + ": " + lastErrorMessage() + ")";
+  if (code == SQLITE_ERROR) {
+    log("Error calling sqlite3_step " + detail + " SQLITE_ERROR");
+  } else if (code == SQLITE_MISUSE) {
+    log("Error calling sqlite3_step " + detail + " SQLITE_MISUSE");
+  } else {
+    log("Unknown error calling sqlite3_step " + detail + " eu");
+  }
+  log("DB Query: " + std::string(sql));
+}
+
+// --- The public forms ---------------------------------------------------------------------------
+
+Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArray(std::string_view sql, const Array& arguments) {
+  return executeQueryWithArgumentsInArrayOrDictionaryOrVAList(sql, arguments, Dictionary(), {});
+}
+
+Ref<SqResultSet> SqDatabase::executeQueryWithParameterDictionary(std::string_view sql, const Dictionary& arguments) {
+  return executeQueryWithArgumentsInArrayOrDictionaryOrVAList(sql, Array(), arguments, {});
+}
+
+Ref<SqResultSet> SqDatabase::executeQueryWithVAList(std::string_view sql, SqArgumentList arguments) {
+  return executeQueryWithArgumentsInArrayOrDictionaryOrVAList(sql, Array(), Dictionary(), arguments);
+}
+
+Ref<SqResultSet> SqDatabase::executeQueryWithFormat(const char* format, ...) {
+  std::string sql;
+  const MutableArray arguments = MutableArray::array();
+  va_list args;
+  va_start(args, format);
+  extractSQL(format, args, sql, arguments);
+  va_end(args);
+  return executeQueryWithArgumentsInArray(sql, arguments);
+}
+
+bool SqDatabase::executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments) {
+  return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, arguments, Dictionary(), {});
+}
+
+bool SqDatabase::executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments) {
+  return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, Array(), arguments, {});
+}
+
+bool SqDatabase::executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments) {
+  return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, Array(), Dictionary(),
+                                                                        arguments);
+}
+
+bool SqDatabase::executeUpdateWithFormat(const char* format, ...) {
+  std::string sql;
+  const MutableArray arguments = MutableArray::array();
+  va_list args;
+  va_start(args, format);
+  extractSQL(format, args, sql, arguments);
+  va_end(args);
+  return executeUpdateWithArgumentsInArray(sql, arguments);
+}
+
+// --- Bulk statements and SQL functions ----------------------------------------------------------
+
+bool SqDatabase::executeStatements(std::string_view sql, const SqExecuteStatementsCallbackBlock& block) {
+  const std::string text(sql);
+  // The message is asked for only when it will be logged, so it is always freed.
+  char* errorMessage = nullptr;
+  const int rc = sqlite3_exec(db_, text.c_str(), block ? &SqDBExecuteBulkSQLCallback : nullptr,
+                              const_cast<SqExecuteStatementsCallbackBlock*>(&block),
+                              logsErrors_ ? &errorMessage : nullptr);
+  if (errorMessage) {
+    log(std::string("Error inserting batch: ") + errorMessage);
+    sqlite3_free(errorMessage);
+  }
+  return rc == SQLITE_OK;
+}
+
+void SqDatabase::makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block) {
+  SqFunctionBlock& kept = openFunctions_.emplace_back(std::move(block));
+  sqlite3_create_function(db_, std::string(name).c_str(), maximumArguments, SQLITE_UTF8, &kept,
+                          &SqDBBlockSQLiteCallBackFunction, nullptr, nullptr);
+}
+
+}  // namespace kiv
