@@ -1,5 +1,8 @@
 // Array and MutableArray: Values that are absent or an ordered sequence of Values.
 //
+// Like every Value, a default Array is absent, and so is `Array{}` (empty braces choose the
+// default constructor): Array::emptyArray(), MutableArray::array() or Array{1, 2} make arrays.
+//
 // An Array may be mutable or not; a MutableArray always is, and every Value that shares it sees
 // its changes: it is a handle with reference semantics, like a pointer, so its changing
 // operations are const. Operations on an absent array do nothing and read as empty. Arrays never hold

@@ -1,5 +1,9 @@
 // Dictionary and MutableDictionary: Values that are absent or a map from string keys to Values.
 //
+// Like every Value, a default Dictionary is absent, and so is `Dictionary{}` (empty braces choose
+// the default constructor): Dictionary::emptyDictionary(), MutableDictionary::dictionary() or
+// Dictionary{{"a", 1}} make dictionaries.
+//
 // Mutable containers are handles with reference semantics, like pointers: their changing
 // operations are const, as they change the shared dictionary and not the handle.
 //

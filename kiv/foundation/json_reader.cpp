@@ -59,17 +59,134 @@ class KeyTable {
   std::vector<std::size_t> used_;
 };
 
+// Walks the document with an explicit stack of open containers rather than by recursion, so that
+// no input, however deep, can exhaust the thread's stack.
 class Builder {
  public:
   void start(JSONContainers containers) { mutable_ = containers == JSONContainers::kMutable; }
+
+  // Builds the top-level container of the document.
+  error_code build(od::document& doc, od::json_type type, Value& out) {
+    error_code e = type == od::json_type::object ? openObject(doc.get_object(), String())
+                                                 : openArray(doc.get_array(), String());
+    while (!e && !frames_.empty()) e = step();
+    if (e) {
+      reset();
+      return e;
+    }
+    out = std::move(result_);
+    return simdjson::SUCCESS;
+  }
+
   void finish() { keys_.clear(); }
 
-  error_code build(od::value value, Value& out, int depth) {
+ private:
+  // An open container: its iterator and the scratch position where its children begin.
+  struct Frame {
+    bool isObject;
+    od::object_iterator field;
+    od::object_iterator fieldsEnd;
+    od::array_iterator element;
+    od::array_iterator elementsEnd;
+    std::size_t base;
+    String key;  // the container's key in its parent object
+  };
+
+  // Takes the next child of the innermost open container, or closes the container.
+  error_code step() {
+    Frame& f = frames_.back();
+    if (f.isObject) {
+      if (!(f.field != f.fieldsEnd)) return closeObject();
+      od::field field;
+      if (error_code e = (*f.field).get(field)) return e;
+      std::string_view key;
+      if (error_code e = field.unescaped_key().get(key)) return e;
+      return child(field.value(), keys_.intern(key));
+    }
+    if (!(f.element != f.elementsEnd)) return closeArray();
+    od::value element;
+    if (error_code e = (*f.element).get(element)) return e;
+    return child(element, String());
+  }
+
+  // Builds a scalar child at once; opens a container child, which is finished by later steps.
+  error_code child(od::value value, String key) {
     od::json_type type;
     if (error_code e = value.type().get(type)) return e;
+    if (type == od::json_type::object) return openObject(value.get_object(), std::move(key));
+    if (type == od::json_type::array) return openArray(value.get_array(), std::move(key));
+    Value scalar;
+    if (error_code e = buildScalar(value, type, scalar)) return e;
+    advance();
+    attach(std::move(scalar), std::move(key));
+    return simdjson::SUCCESS;
+  }
+
+  template <class Object>
+  error_code openObject(Object&& result, String key) {
+    if (frames_.size() >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
+    od::object object;
+    if (error_code e = std::forward<Object>(result).get(object)) return e;
+    Frame f{true, {}, {}, {}, {}, entries_.size(), std::move(key)};
+    if (error_code e = object.begin().get(f.field)) return e;
+    if (error_code e = object.end().get(f.fieldsEnd)) return e;
+    frames_.push_back(std::move(f));
+    return simdjson::SUCCESS;
+  }
+
+  template <class Array>
+  error_code openArray(Array&& result, String key) {
+    if (frames_.size() >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
+    od::array array;
+    if (error_code e = std::forward<Array>(result).get(array)) return e;
+    Frame f{false, {}, {}, {}, {}, elements_.size(), std::move(key)};
+    if (error_code e = array.begin().get(f.element)) return e;
+    if (error_code e = array.end().get(f.elementsEnd)) return e;
+    frames_.push_back(std::move(f));
+    return simdjson::SUCCESS;
+  }
+
+  error_code closeObject() {
+    Frame f = std::move(frames_.back());
+    frames_.pop_back();
+    Value dictionary = makeDictionary(f.base);
+    advance();
+    attach(std::move(dictionary), std::move(f.key));
+    return simdjson::SUCCESS;
+  }
+
+  error_code closeArray() {
+    Frame f = std::move(frames_.back());
+    frames_.pop_back();
+    Value array = makeArray(f.base);
+    advance();
+    attach(std::move(array), std::move(f.key));
+    return simdjson::SUCCESS;
+  }
+
+  // Moves the innermost open container past the child just finished.
+  void advance() {
+    if (frames_.empty()) return;
+    Frame& f = frames_.back();
+    if (f.isObject) {
+      ++f.field;
+    } else {
+      ++f.element;
+    }
+  }
+
+  void attach(Value v, String key) {
+    if (frames_.empty()) {
+      result_ = std::move(v);
+    } else if (frames_.back().isObject) {
+      entries_.push_back({std::move(key), std::move(v)});
+    } else {
+      elements_.push_back(std::move(v));
+    }
+  }
+
+  error_code buildScalar(od::value value, od::json_type type, Value& out) {
     switch (type) {
-      case od::json_type::object: return buildObject(value, out, depth);
-      case od::json_type::array: return buildArray(value, out, depth);
       case od::json_type::string: {
         std::string_view s;
         if (error_code e = value.get_string().get(s)) return e;
@@ -90,71 +207,20 @@ class Builder {
         out = Value::null();
         return simdjson::SUCCESS;
       }
+      default: return simdjson::INCORRECT_TYPE;
     }
-    return simdjson::INCORRECT_TYPE;
-  }
-
-  template <class Container>
-  error_code buildContainer(Container container, Value& out, int depth) {
-    if constexpr (std::is_same_v<Container, od::object>) {
-      return buildObjectFields(container, out, depth);
-    } else {
-      return buildArrayElements(container, out, depth);
-    }
-  }
-
- private:
-  error_code buildObject(od::value value, Value& out, int depth) {
-    od::object object;
-    if (error_code e = value.get_object().get(object)) return e;
-    return buildObjectFields(object, out, depth);
-  }
-
-  error_code buildArray(od::value value, Value& out, int depth) {
-    od::array array;
-    if (error_code e = value.get_array().get(array)) return e;
-    return buildArrayElements(array, out, depth);
-  }
-
-  error_code buildObjectFields(od::object object, Value& out, int depth) {
-    if (depth >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
-    const std::size_t base = entries_.size();
-    for (auto field : object) {
-      std::string_view key;
-      if (error_code e = field.unescaped_key().get(key)) return unwind(e, base);
-      // Build the child first: its own children grow the scratch stacks.
-      Value child;
-      if (error_code e = build(field.value(), child, depth + 1)) return unwind(e, base);
-      entries_.push_back({keys_.intern(key), std::move(child)});
-    }
-    out = makeDictionary(base);
-    return simdjson::SUCCESS;
-  }
-
-  error_code buildArrayElements(od::array array, Value& out, int depth) {
-    if (depth >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
-    const std::size_t base = elements_.size();
-    for (auto element : array) {
-      od::value v;
-      if (error_code e = element.get(v)) return unwind(e, base, elements_);
-      Value child;
-      if (error_code e = build(v, child, depth + 1)) return unwind(e, base, elements_);
-      elements_.push_back(std::move(child));
-    }
-    if (elements_.size() == base && !mutable_) {
-      out = Array::emptyArray();
-      return simdjson::SUCCESS;
-    }
-    auto* heap = detail::HeapArray::make(elements_.size() - base, mutable_);
-    for (std::size_t i = base; i < elements_.size(); ++i) heap->items.push_back(std::move(elements_[i]));
-    elements_.resize(base);
-    out = ValueAccess::adopt(ValueAccess::kArrayTag, heap);
-    return simdjson::SUCCESS;
   }
 
   error_code buildNumber(od::value value, Value& out) {
     od::number number;
-    if (error_code e = value.get_number().get(number)) return e;
+    if (error_code e = value.get_number().get(number)) {
+      // An integer beyond 64 bits: keep it as the nearest double, as large integers have no
+      // other kind here.
+      double d;
+      if (value.get_double().get(d)) return e;
+      out = Value(d);
+      return simdjson::SUCCESS;
+    }
     switch (number.get_number_type()) {
       case od::number_type::signed_integer: out = Value(static_cast<long long>(number.get_int64())); break;
       case od::number_type::unsigned_integer:
@@ -174,19 +240,28 @@ class Builder {
     return ValueAccess::adopt(ValueAccess::kDictionaryTag, heap);
   }
 
-  error_code unwind(error_code e, std::size_t base) {
-    entries_.resize(base);
-    return e;
+  Value makeArray(std::size_t base) {
+    if (elements_.size() == base && !mutable_) return Array::emptyArray();
+    auto* heap = detail::HeapArray::make(elements_.size() - base, mutable_);
+    for (std::size_t i = base; i < elements_.size(); ++i) heap->items.push_back(std::move(elements_[i]));
+    elements_.resize(base);
+    return ValueAccess::adopt(ValueAccess::kArrayTag, heap);
   }
-  error_code unwind(error_code e, std::size_t base, std::vector<Value>& stack) {
-    stack.resize(base);
-    return e;
+
+  // Drops everything collected for a document that failed.
+  void reset() {
+    frames_.clear();
+    entries_.clear();
+    elements_.clear();
+    result_ = Value();
   }
 
   bool mutable_ = false;
   KeyTable keys_;
+  std::vector<Frame> frames_;
   std::vector<DictionaryEntry> entries_;
   std::vector<Value> elements_;
+  Value result_;
 };
 
 struct ThreadParser {
@@ -216,16 +291,8 @@ error_code parseTopLevel(ThreadParser& p, std::string_view text, Value& out) {
   if (error_code e = p.parser.iterate(p.padded.data(), text.size(), p.padded.size()).get(doc)) return e;
   od::json_type type;
   if (error_code e = doc.type().get(type)) return e;
-  error_code e = simdjson::TAPE_ERROR;
-  if (type == od::json_type::object) {
-    od::object object;
-    e = doc.get_object().get(object);
-    if (!e) e = p.builder.buildContainer(object, out, 0);
-  } else if (type == od::json_type::array) {
-    od::array array;
-    e = doc.get_array().get(array);
-    if (!e) e = p.builder.buildContainer(array, out, 0);
-  }
+  if (type != od::json_type::object && type != od::json_type::array) return simdjson::TAPE_ERROR;
+  error_code e = p.builder.build(doc, type, out);
   if (!e && !doc.current_location().error()) e = simdjson::TRAILING_CONTENT;
   return e;
 }

@@ -8,6 +8,7 @@
 #ifndef KIV_MAPPING_KEY_PATH_HPP_
 #define KIV_MAPPING_KEY_PATH_HPP_
 
+#include <string>
 #include <string_view>
 
 #include "kiv/foundation/dictionary.hpp"
@@ -37,6 +38,13 @@ const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPat
 void kiv_setValue(const MutableDictionary& receiver, const Value& value, std::string_view keyPath);
 // The same with the key path given as a Value: a key path that is not a string does nothing.
 void kiv_setValue(const MutableDictionary& receiver, const Value& value, const Value& keyPath);
+inline void kiv_setValue(const MutableDictionary& receiver, const Value& value, const char* keyPath) {
+  kiv_setValue(receiver, value, std::string_view(keyPath));
+}
+inline void kiv_setValue(const MutableDictionary& receiver, const Value& value,
+                         const std::string& keyPath) {
+  kiv_setValue(receiver, value, std::string_view(keyPath));
+}
 
 }  // namespace kiv
 

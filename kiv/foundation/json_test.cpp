@@ -1,0 +1,171 @@
+#include "kiv/foundation/json.hpp"
+
+#include <gtest/gtest.h>
+
+#include "kiv/foundation/array.hpp"
+#include "kiv/foundation/dictionary.hpp"
+#include "kiv/testing/test_support.hpp"
+
+namespace kiv {
+namespace {
+
+TEST(JSONReadTest, BuildsValuesOfTheRightKinds) {
+  const Value v = parseJSON(
+      R"({"i":-5,"big":9223372036854775808,"huge":123456789012345678901234567890,)"
+      R"("f":2.5,"e":1e3,"t":true,"n":null,"s":"x\u00e9\u0000y","a":[],"o":{}})");
+  const Dictionary d = v.asDictionary();
+  ASSERT_TRUE(d);
+  EXPECT_EQ(d["i"].numberKind(), 'q');
+  EXPECT_EQ(d["big"].numberKind(), 'Q');
+  EXPECT_EQ(d["big"].unsignedLongLongValue(), 9223372036854775808ULL);
+  EXPECT_EQ(d["huge"].numberKind(), 'd');
+  EXPECT_DOUBLE_EQ(d["huge"].doubleValue(), 1.2345678901234568e29);
+  EXPECT_EQ(d["f"].numberKind(), 'd');
+  EXPECT_EQ(d["e"].doubleValue(), 1000.0);
+  EXPECT_TRUE(d["t"].isBoolean());
+  EXPECT_TRUE(d["n"].isNull());
+  EXPECT_EQ(d["s"].stringView(), std::string_view("x\xC3\xA9\0y", 5));
+  EXPECT_TRUE(d["a"].isArray());
+  EXPECT_TRUE(d["o"].isDictionary());
+}
+
+TEST(JSONReadTest, ContainersAreImmutableUnlessAskedFor) {
+  const Value frozen = parseJSON(R"({"a":[1],"b":{},"c":[]})");
+  EXPECT_FALSE(frozen.isMutable());
+  EXPECT_FALSE(frozen.asDictionary()["a"].isMutable());
+  EXPECT_TRUE(frozen.asDictionary()["c"].isIdenticalTo(Array::emptyArray()));
+
+  const Value changeable = objectFromJSONString(R"({"a":[1],"b":{},"c":[]})");
+  EXPECT_TRUE(changeable.isMutableDictionary());
+  const Dictionary d = changeable.asDictionary();
+  EXPECT_TRUE(d["a"].isMutableArray());
+  EXPECT_TRUE(d["b"].isMutableDictionary());
+  EXPECT_FALSE(d["b"].isIdenticalTo(objectFromJSONString("{\"b\":{}}").asDictionary()["b"]));
+  EXPECT_EQ(objectFromJSONString("[1,2]"), (Array{1, 2}));
+}
+
+TEST(JSONReadTest, RepeatedKeysKeepTheirFirstPlaceAndLastValue) {
+  const Dictionary small = parseJSON(R"({"a":1,"b":2,"a":3})").asDictionary();
+  EXPECT_EQ(small.count(), 2u);
+  EXPECT_EQ(small.allKeys(), (Array{"a", "b"}));
+  EXPECT_EQ(small["a"].intValue(), 3);
+
+  std::string text = "{";
+  for (int i = 0; i < 20; ++i) text += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  text += "\"k3\":\"again\"}";
+  const Dictionary large = parseJSON(text).asDictionary();
+  EXPECT_EQ(large.count(), 20u);
+  EXPECT_EQ(large["k3"].stringView(), "again");
+  EXPECT_EQ(large.allKeys()[3].stringView(), "k3");
+}
+
+TEST(JSONReadTest, KeysAreTakenAsTheyStand) {
+  const Dictionary d = parseJSON(R"({"":1,"a.b":2,"it's":3,"a long key that repeats":{"a long key that repeats":4}})")
+                           .asDictionary();
+  EXPECT_EQ(d[""].intValue(), 1);
+  EXPECT_EQ(d["a.b"].intValue(), 2);
+  EXPECT_EQ(d["it's"].intValue(), 3);
+  const Value& inner = d["a long key that repeats"];
+  EXPECT_EQ(inner.asDictionary()["a long key that repeats"].intValue(), 4);
+}
+
+TEST(JSONReadTest, BadInputIsAbsentAndSaysWhy) {
+  const char* bad[] = {
+      "",        "   ",        "[1,2",          "{\"a\":}",      "{\"a\" 1}",  "[1,]",
+      "nul",     "[tru]",      "[01]",          "[1] [2]",       "[1] x",      "\"just a string\"",
+      "42",      "null",       "[\"\\x\"]",     "[\"\\ud800\"]", "{1:2}",      "[\"a\tb\"]",
+      "[1e]",    "[-]",        "[\"\xC3\x28\"]", "[\"\xFF\"]",   "[\"\xED\xA0\x80\"]",
+  };
+  for (const char* text : bad) {
+    Error error;
+    EXPECT_TRUE(parseJSON(text, JSONContainers::kImmutable, &error).isAbsent()) << text;
+    EXPECT_EQ(error.domain, "KivJSON") << text;
+    EXPECT_FALSE(error.message.empty()) << text;
+    EXPECT_TRUE(objectFromJSONString(text).isAbsent()) << text;
+  }
+  EXPECT_TRUE(parseJSON(std::string_view("[\"a\0b\"]", 7)).isAbsent());  // a raw NUL byte
+  EXPECT_TRUE(parseJSON(std::string_view("[1]\0", 4)).isAbsent());
+  EXPECT_TRUE(parseJSON(" [1] \n").isPresent());
+}
+
+TEST(JSONReadTest, DeepNestingFailsWithoutExhaustingTheStack) {
+  for (const char open : {'[', '{'}) {
+    std::string deep;
+    for (int i = 0; i < 100000; ++i) deep += open == '[' ? "[" : "{\"a\":";
+    deep += "1";
+    for (int i = 0; i < 100000; ++i) deep += open == '[' ? ']' : '}';
+    Error error;
+    EXPECT_TRUE(parseJSON(deep, JSONContainers::kImmutable, &error).isAbsent());
+    EXPECT_FALSE(error.message.empty());
+  }
+  std::string allowed(kMaxJSONDepth - 1, '[');
+  allowed += std::string(kMaxJSONDepth - 1, ']');
+  EXPECT_TRUE(parseJSON(allowed).isArray());
+  EXPECT_TRUE(parseJSON(std::string(100000, '[')).isAbsent());  // truncated and deep
+}
+
+TEST(JSONWriteTest, CompactAndIndentedText) {
+  const Dictionary d{{"name", "Ann"}, {"tags", Array{1, 2.5, true, Value::null()}}, {"empty", Dictionary::emptyDictionary()}};
+  EXPECT_EQ(d.LxJSON2StringNilOptions().str(), R"({"name":"Ann","tags":[1,2.5,true,null],"empty":{}})");
+  EXPECT_EQ(d.LxJSON2String().str(),
+            "{\n  \"name\" : \"Ann\",\n  \"tags\" : [\n    1,\n    2.5,\n    true,\n    null\n  ],\n"
+            "  \"empty\" : {}\n}");
+  EXPECT_EQ(Dictionary::emptyDictionary().LxJSON2StringNilOptions().str(), "{}");
+  EXPECT_TRUE(Dictionary().LxJSON2StringNilOptions().isAbsent());  // absent, not empty
+  EXPECT_EQ(MutableArray::array().LxJSON2String().str(), "[]");
+}
+
+TEST(JSONWriteTest, NumbersKeepTheirKindAndStringsAreEscaped) {
+  EXPECT_EQ((Array{3.0, 0.1, 1e21, -0.0, 2.5f, 18446744073709551615ULL, static_cast<signed char>(1)})
+                .LxJSON2StringNilOptions()
+                .str(),
+            "[3.0,0.1,1e+21,-0.0,2.5,18446744073709551615,1]");
+  const std::string tricky = "q\"b\\n\n\t\x01/\xC3\xA9 end of a long enough run";
+  const String text = (Array{tricky}).LxJSON2StringNilOptions();
+  EXPECT_EQ(text.str(), "[\"q\\\"b\\\\n\\n\\t\\u0001/\xC3\xA9 end of a long enough run\"]");
+  EXPECT_EQ(parseJSON(text.view()).asArray()[0].stringView(), tricky);
+  EXPECT_EQ((Array{std::string("a\0b", 3)}).LxJSON2StringNilOptions().str(), "[\"a\\u0000b\"]");
+}
+
+TEST(JSONWriteTest, ValuesWithoutJSONFormFailTheWholeWrite) {
+  EXPECT_EQ((Array{Value::date(0)}).LxJSON2String().str(), "[]");
+  EXPECT_EQ((Array{1, Array{Value::date(0)}}).LxJSON2StringNilOptions().str(), "[]");
+  EXPECT_TRUE((Dictionary{{"d", Value::date(0)}}).LxJSON2String().isAbsent());
+  EXPECT_TRUE((Dictionary{{"x", std::numeric_limits<double>::quiet_NaN()}}).LxJSON2StringNilOptions().isAbsent());
+  EXPECT_TRUE((Dictionary{{"x", Value::data("a", 1)}}).LxJSON2StringNilOptions().isAbsent());
+  EXPECT_TRUE((Dictionary{{"x", std::string("\xFF")}}).LxJSON2StringNilOptions().isAbsent());
+  EXPECT_FALSE(isValidJSONObject(Value("top-level string")));
+  EXPECT_TRUE(isValidJSONObject(Array::emptyArray()));
+  std::string out = "keep";
+  EXPECT_FALSE(writeJSON(Array{Value::date(0)}, out, false));
+  EXPECT_EQ(out, "keep");
+  Value deep = Array::emptyArray();
+  for (int i = 0; i < kMaxJSONDepth + 5; ++i) deep = Array{deep};
+  EXPECT_EQ(deep.asArray().LxJSON2StringNilOptions().str(), "[]");
+}
+
+// Real documents survive a round trip through text unchanged.
+TEST(JSONRoundTripTest, SharedDataFiles) {
+  for (const char* name : {"twitter.json", "citm_catalog.json"}) {
+    const auto path = testing::sharedDataFile(name);
+    if (!path) GTEST_SKIP() << name << " is not beside the repository";
+    const Value original = parseJSON(*testing::readFile(*path));
+    ASSERT_TRUE(original.isDictionary()) << name;
+    const String compact = original.asDictionary().LxJSON2StringNilOptions();
+    const String pretty = original.asDictionary().LxJSON2String();
+    EXPECT_EQ(parseJSON(compact.view()), original) << name;
+    EXPECT_EQ(parseJSON(pretty.view()), original) << name;
+    EXPECT_EQ(parseJSON(compact.view()).asDictionary().LxJSON2StringNilOptions().view(), compact.view());
+  }
+}
+
+TEST(JSONRoundTripTest, SampleFeed) {
+  const auto text = testing::readFile(testing::sampleDataFile("timeline.json"));
+  ASSERT_TRUE(text);
+  const Dictionary feed = parseJSON(*text).asDictionary();
+  ASSERT_TRUE(feed);
+  EXPECT_EQ(parseJSON(feed.LxJSON2StringNilOptions().view()), feed);
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,48 @@
+#include "kiv/foundation/memory_cache.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace kiv {
+namespace {
+
+TEST(MemoryCacheTest, EvictsTheLeastRecentlyUsedBeyondItsLimitAndTellsTheDelegate) {
+  MemoryCache cache("Items", 3);
+  std::vector<int> evicted;
+  cache.setDelegate([&](MemoryCache& c, const Value& object) {
+    evicted.push_back(object.intValue());
+    c.count();  // the delegate may use the cache: it is called outside the lock
+  });
+  for (int i = 1; i <= 3; ++i) cache.setObject(i, Value(i));
+  cache.objectForKey(Value(1));  // 1 is now the most recently used
+  cache.setObject(4, Value(4));
+  EXPECT_EQ(evicted, std::vector<int>{2});
+  EXPECT_TRUE(cache.objectForKey(Value(2)).isAbsent());
+  EXPECT_EQ(cache.count(), 3u);
+  cache.trimToCount(1);
+  EXPECT_EQ(cache.count(), 1u);
+  EXPECT_EQ(cache.objectForKey(Value(4)).intValue(), 4);
+  cache.removeObjectForKey(Value(4));  // explicit removal is not an eviction
+  EXPECT_EQ(evicted.size(), 3u);
+  EXPECT_EQ(cache.name(), "Items");
+}
+
+TEST(MemoryCacheTest, KeysCompareByValueAndKind) {
+  MemoryCache cache;
+  cache.setObject("number", Value(42));
+  cache.setObject("text", Value("42"));
+  EXPECT_EQ(cache.count(), 2u);
+  EXPECT_EQ(cache.objectForKey(Value(42.0)).stringView(), "number");
+  EXPECT_EQ(cache.objectForKey(Value("42")).stringView(), "text");
+  cache.setObject(Value(), Value(1));
+  cache.setObject(1, Value());
+  EXPECT_EQ(cache.count(), 2u);
+  cache.setCountLimit(1);
+  EXPECT_EQ(cache.count(), 1u);
+  cache.removeAllObjects();
+  EXPECT_EQ(cache.count(), 0u);
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs, from Debian's packages, whatever the build needs and the machine lacks. Idempotent:
+# nothing is installed when everything is there. Sourced by demo.sh and test.sh.
+set -euo pipefail
+
+kiv_packages=(
+  g++ cmake ninja-build pkg-config
+  libsqlite3-dev libsimdjson-dev
+  libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev rapidjson-dev
+)
+
+kiv_missing_packages() {
+  local p
+  for p in "${kiv_packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || echo "$p"
+  done
+}
+
+kiv_install_missing() {
+  local missing
+  missing=$(kiv_missing_packages)
+  [ -z "$missing" ] && return 0
+  echo "Installing: $missing"
+  local sudo=""
+  [ "$(id -u)" -ne 0 ] && sudo="sudo"
+  # shellcheck disable=SC2086
+  $sudo apt-get update -qq
+  # shellcheck disable=SC2086
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends $missing
+}
+
+kiv_root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+kiv_jobs="$(nproc 2>/dev/null || echo 2)"
