@@ -1,0 +1,67 @@
+// Property: the runtime's record of one declared property of a model class.
+//
+// The declaration macros (model.hpp) make one Property per KIV_PROPERTY line, at compile time:
+// the property's name, its attribute text (for example "T@\"String\",C,N,V_title" or
+// "Tq,R,N,V_count"), the recording slot of its generated setter and type-erased accessors. A
+// class record lists its own Properties in declaration order; property descriptors
+// (KivProPertyInfo) are built from them.
+#ifndef KIV_MODEL_PROPERTY_HPP_
+#define KIV_MODEL_PROPERTY_HPP_
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "kiv/foundation/value.hpp"
+#include "kiv/model/merge_slot.hpp"
+
+namespace kiv {
+
+class KivModel;
+
+// A number on its way to a generated setter, in the widest type of the setter's group: `b` for
+// bool, `i` for signed integers, `u` for unsigned integers, `d` for float and double, `ld` for
+// long double. Exactly the member of the setter's group is set.
+union ScalarArgument {
+  bool b;
+  std::int64_t i;
+  std::uint64_t u;
+  double d;
+  long double ld;
+};
+
+// Type-erased access to one property of a model object of the declaring class (or a subclass).
+struct PropertyAccessors {
+  // The value as a Value: numbers of the declared kind, objects as they are held, absent for
+  // types without a Value form (pointers, structures, selectors, ...).
+  Value (*get)(const KivModel& model) = nullptr;
+  // Stores a Value through the property's setter: numbers read leniently as the declared type,
+  // objects as their typed view (a value of another kind stores nothing, i.e. absent). A
+  // read-only property's field is stored directly, without recording. Does nothing for types
+  // without a Value form.
+  void (*set)(KivModel& model, const Value& value) = nullptr;
+  // Calls the setter with a number (see ScalarArgument); only for numbers and booleans.
+  void (*setScalar)(KivModel& model, const ScalarArgument& value) = nullptr;
+};
+
+struct Property {
+  const char* name = nullptr;
+  const char* attributes = nullptr;
+  // The generated setter's recording slot; null for a read-only property, which has no setter.
+  MergeSlot* mergeSlot = nullptr;
+  PropertyAccessors accessors;
+};
+
+// One entry of an attribute text: its name character and its value ("T" and "@\"String\"").
+struct PropertyAttribute {
+  char name;
+  std::string_view value;
+};
+
+// The attribute text split at commas outside double quotes, in order; empty for no text. The
+// views point into the property's attribute text.
+std::vector<PropertyAttribute> copyAttributeList(const Property& property);
+
+}  // namespace kiv
+
+#endif  // KIV_MODEL_PROPERTY_HPP_
