@@ -1,0 +1,366 @@
+// How a property declared in C++ (KIV_PROPERTY and its variants, model.hpp) becomes a Property
+// record: its attribute text, derived at compile time from the C++ type and the declared
+// accessor names, and its type-erased accessors. Internal to the declaration macros.
+//
+// Type encodings by C++ type:
+//   bool "B"; integers by size and signedness "c" "C" "s" "S" "i" "I" "q" "Q" (char is "c");
+//   float "f", double "d", long double "D"; an enum as its underlying type;
+//   String, Number, Date, Data, Array, MutableArray, Dictionary, MutableDictionary
+//   "@\"<view name>\""; Value (any object) "@"; Ref<T> "@\"<T's unqualified name>\"" (a class
+//   name when T is a model class, else a name that no class has: an object known only by its
+//   interface, which descriptors never write); a pointer to a class record "#"; Selector ":";
+//   std::function "@?"; char* "*" and const char* "r*"; other pointers "^" and the pointee's
+//   code ("^v", "^i", "^{?}"); std::array<T, N> "[N<T>]"; other unions "(?)"; other classes and
+//   structures "{?}".
+// Attributes, in order: "T" and the encoding; "R" when read-only; "C" for the immutable views
+// and std::function, "&" for the mutable views, Value, Ref<T> and classes; "N"; "G" and the
+// getter's name when it is not the property's name; "S" and the setter's selector when it is
+// not "set" + capitalised name + ":"; "V_" + the name.
+#ifndef KIV_MODEL_DECLARED_PROPERTY_HPP_
+#define KIV_MODEL_DECLARED_PROPERTY_HPP_
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "kiv/foundation/value.hpp"
+#include "kiv/model/class.hpp"
+#include "kiv/model/property.hpp"
+#include "kiv/model/selector.hpp"
+#include "kiv/model/value_kind.hpp"
+
+namespace kiv::detail {
+
+// A string literal as a template argument.
+template <std::size_t N>
+struct Literal {
+  constexpr Literal(const char (&s)[N]) { std::copy_n(s, N, text); }
+  constexpr std::string_view view() const { return {text, N - 1}; }
+  char text[N];
+};
+
+// The tag that numbers the properties of one class in declaration order.
+template <int N>
+struct PropertyIndex {};
+
+template <class T>
+struct RefTarget {};
+template <class T>
+struct RefTarget<Ref<T>> {
+  using type = T;
+};
+template <class T>
+inline constexpr bool kIsRef = requires { typename RefTarget<T>::type; };
+template <class T>
+inline constexpr bool kIsFunction = false;
+template <class Signature>
+inline constexpr bool kIsFunction<std::function<Signature>> = true;
+template <class T>
+inline constexpr bool kIsStdArray = false;
+template <class T, std::size_t N>
+inline constexpr bool kIsStdArray<std::array<T, N>> = true;
+
+template <class T>
+inline constexpr bool kIsClassPointer =
+    std::is_pointer_v<T> && std::is_convertible_v<T, const Class*>;
+// Numbers and booleans: the types that descriptors convert values into.
+template <class T>
+inline constexpr bool kIsNumber = std::is_arithmetic_v<T> || std::is_enum_v<T>;
+// The types that key-value access reads and writes as Values.
+template <class T>
+inline constexpr bool kHasValueForm =
+    kIsNumber<T> || IsValueKind<T> || std::is_same_v<T, Value> || kIsRef<T> || kIsClassPointer<T>;
+
+// The unqualified name of a type, read from the compiler's text of this function's signature
+// (works for incomplete types, so models may refer to each other).
+template <class T>
+constexpr std::string_view typeName() {
+  std::string_view text = __PRETTY_FUNCTION__;
+  const std::size_t begin = text.find("T = ") + 4;
+  text = text.substr(begin, text.find_first_of(";]", begin) - begin);
+  const std::size_t qualifier = text.rfind("::", text.find('<'));
+  return qualifier == std::string_view::npos ? text : text.substr(qualifier + 2);
+}
+
+// The encoding character of an integer type.
+template <class T>
+constexpr char integerCode() {
+  constexpr bool isSigned = std::is_signed_v<T> || std::is_same_v<T, char>;
+  switch (sizeof(T)) {
+    case 1: return isSigned ? 'c' : 'C';
+    case 2: return isSigned ? 's' : 'S';
+    case 4: return isSigned ? 'i' : 'I';
+    default: return isSigned ? 'q' : 'Q';
+  }
+}
+
+// Appends character by character: views into template arguments must not be compared as pointers
+// during constant evaluation.
+constexpr void append(std::string& text, std::string_view more) {
+  for (const char c : more) text += c;
+}
+
+constexpr std::string decimal(std::size_t n) {
+  std::string digits;
+  do {
+    digits.insert(digits.begin(), static_cast<char>('0' + n % 10));
+    n /= 10;
+  } while (n);
+  return digits;
+}
+
+template <class T>
+constexpr std::string encodingOf();
+
+template <class Pointee>
+constexpr std::string pointerEncoding() {
+  using P = std::remove_cv_t<Pointee>;
+  if constexpr (std::is_same_v<P, char>) {
+    return std::is_const_v<Pointee> ? "r*" : "*";
+  } else if constexpr (std::is_convertible_v<Pointee*, const Class*>) {
+    return "#";
+  } else if constexpr (std::is_arithmetic_v<P> || std::is_void_v<P>) {
+    return (std::is_const_v<Pointee> ? "r^" : "^") + encodingOf<P>();
+  } else {
+    return "^{?}";
+  }
+}
+
+template <class T>
+constexpr std::string encodingOf() {
+  using U = std::remove_cv_t<T>;
+  if constexpr (std::is_enum_v<U>) {
+    return encodingOf<std::underlying_type_t<U>>();
+  } else if constexpr (std::is_same_v<U, bool>) {
+    return "B";
+  } else if constexpr (std::is_integral_v<U>) {
+    return std::string(1, integerCode<U>());
+  } else if constexpr (std::is_same_v<U, float>) {
+    return "f";
+  } else if constexpr (std::is_same_v<U, double>) {
+    return "d";
+  } else if constexpr (std::is_same_v<U, long double>) {
+    return "D";
+  } else if constexpr (std::is_void_v<U>) {
+    return "v";
+  } else if constexpr (std::is_pointer_v<U>) {
+    return pointerEncoding<std::remove_pointer_t<U>>();
+  } else if constexpr (IsValueKind<U>) {
+    std::string text = "@\"";
+    append(text, ValueKind<U>::kName);
+    return text + "\"";
+  } else if constexpr (std::is_same_v<U, Value>) {
+    return "@";
+  } else if constexpr (kIsRef<U>) {
+    std::string text = "@\"";
+    append(text, typeName<typename RefTarget<U>::type>());
+    return text + "\"";
+  } else if constexpr (std::is_same_v<U, Selector>) {
+    return ":";
+  } else if constexpr (kIsFunction<U>) {
+    return "@?";
+  } else if constexpr (kIsStdArray<U>) {
+    return "[" + decimal(std::tuple_size_v<U>) + encodingOf<typename U::value_type>() + "]";
+  } else if constexpr (std::is_union_v<U>) {
+    return "(?)";
+  } else {
+    return "{?}";
+  }
+}
+
+template <class T>
+constexpr std::string_view memoryAttribute() {
+  if constexpr (IsValueKind<T>) {
+    return ValueKind<T>::kMutable ? ",&" : ",C";
+  } else if constexpr (std::is_same_v<T, Value> || kIsRef<T> || kIsClassPointer<T>) {
+    return ",&";
+  } else if constexpr (kIsFunction<T>) {
+    return ",C";
+  } else {
+    return "";
+  }
+}
+
+// "userName" gives "setUserName" (ASCII capitalisation of the first character).
+constexpr std::string defaultSetterName(std::string_view name) {
+  std::string setter = "set";
+  if (name.empty()) return setter;
+  const char first = name.front();
+  setter += (first >= 'a' && first <= 'z') ? static_cast<char>(first - 'a' + 'A') : first;
+  append(setter, name.substr(1));
+  return setter;
+}
+
+constexpr bool isDefaultSetterName(std::string_view name, std::string_view setter) {
+  return setter == defaultSetterName(name);
+}
+
+template <class T>
+constexpr std::string attributeText(std::string_view name, std::string_view getter,
+                                    std::string_view setter, bool readonly) {
+  std::string text = "T" + encodingOf<T>();
+  if (readonly) text += ",R";
+  append(text, memoryAttribute<T>());
+  text += ",N";
+  if (getter != name) {
+    text += ",G";
+    append(text, getter);
+  }
+  if (!readonly && !isDefaultSetterName(name, setter)) {
+    text += ",S";
+    append(text, setter);
+    text += ":";
+  }
+  text += ",V_";
+  append(text, name);
+  return text;
+}
+
+// The attribute text as a constant array.
+template <class T, Literal Name, Literal Getter, Literal Setter, bool Readonly>
+struct AttributeText {
+  static constexpr std::string text() {
+    return attributeText<T>(Name.view(), Getter.view(), Setter.view(), Readonly);
+  }
+  static constexpr std::size_t kSize = text().size();
+  static constexpr std::array<char, kSize + 1> kChars = [] {
+    std::array<char, kSize + 1> chars{};
+    const std::string t = text();
+    std::copy(t.begin(), t.end(), chars.begin());
+    return chars;
+  }();
+};
+
+// --- Values in and out --------------------------------------------------------------------------
+
+// The C type whose Value constructor records the integer type's kind character.
+template <class T>
+using CanonicalInteger = std::conditional_t<
+    integerCode<T>() == 'c', signed char,
+    std::conditional_t<integerCode<T>() == 'C', unsigned char,
+    std::conditional_t<integerCode<T>() == 's', short,
+    std::conditional_t<integerCode<T>() == 'S', unsigned short,
+    std::conditional_t<integerCode<T>() == 'i', int,
+    std::conditional_t<integerCode<T>() == 'I', unsigned,
+    std::conditional_t<integerCode<T>() == 'q', long long, unsigned long long>>>>>>>;
+
+template <class T>
+Value box(const T& v) {
+  if constexpr (std::is_enum_v<T>) {
+    return box(static_cast<std::underlying_type_t<T>>(v));
+  } else if constexpr (std::is_same_v<T, long double>) {
+    return Value(static_cast<double>(v));
+  } else if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
+    return Value(v);
+  } else if constexpr (std::is_integral_v<T>) {
+    return Value(static_cast<CanonicalInteger<T>>(v));
+  } else if constexpr (IsValueKind<T> || std::is_same_v<T, Value> || kIsRef<T>) {
+    return Value(v);
+  } else if constexpr (kIsClassPointer<T>) {
+    return v ? Value(static_cast<const Object*>(v)) : Value();
+  } else {
+    return Value();
+  }
+}
+
+// The value read as T, as key-value access reads it: numbers leniently, objects as their view.
+template <class T>
+T unbox(const Value& v) {
+  if constexpr (std::is_enum_v<T>) {
+    return static_cast<T>(unbox<std::underlying_type_t<T>>(v));
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return v.boolValue();
+  } else if constexpr (std::is_integral_v<T>) {
+    switch (integerCode<T>()) {
+      case 'c': return static_cast<T>(v.charValue());
+      case 'C': return static_cast<T>(v.unsignedCharValue());
+      case 's': return static_cast<T>(v.shortValue());
+      case 'S': return static_cast<T>(v.unsignedShortValue());
+      case 'i': return static_cast<T>(v.intValue());
+      case 'I': return static_cast<T>(v.unsignedIntValue());
+      case 'q': return static_cast<T>(v.longLongValue());
+      default: return static_cast<T>(v.unsignedLongLongValue());
+    }
+  } else if constexpr (std::is_same_v<T, float>) {
+    return v.floatValue();
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return v.doubleValue();
+  } else if constexpr (IsValueKind<T>) {
+    return ValueKind<T>::from(v);
+  } else if constexpr (std::is_same_v<T, Value>) {
+    return v;
+  } else if constexpr (kIsRef<T>) {
+    return v.template objectAs<typename RefTarget<T>::type>();
+  } else {
+    static_assert(kIsClassPointer<T>);
+    return dynamic_cast<T>(Class::fromValue(v));
+  }
+}
+
+template <class T>
+T fromScalar(const ScalarArgument& a) {
+  if constexpr (std::is_enum_v<T>) {
+    return static_cast<T>(fromScalar<std::underlying_type_t<T>>(a));
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return a.b;
+  } else if constexpr (std::is_integral_v<T>) {
+    constexpr char code = integerCode<T>();
+    return static_cast<T>(code == 'c' || code == 's' || code == 'i' || code == 'q' ? a.i : a.u);
+  } else if constexpr (std::is_same_v<T, long double>) {
+    return a.ld;
+  } else {
+    return static_cast<T>(a.d);
+  }
+}
+
+// The accessors of field `Field` of model class C, stored through `Setter` (a member function
+// pointer), or directly when `Setter` is nullptr (read-only properties).
+template <class C, class T, auto Field, auto Setter>
+struct Accessors {
+  static void store(KivModel& model, T value) {
+    C& self = static_cast<C&>(model);
+    if constexpr (std::is_null_pointer_v<decltype(Setter)>) {
+      self.*Field = std::move(value);
+    } else {
+      (self.*Setter)(std::move(value));
+    }
+  }
+  static Value get(const KivModel& model) { return box(static_cast<const C&>(model).*Field); }
+  static void set(KivModel& model, const Value& value) { store(model, unbox<T>(value)); }
+  static void setScalar(KivModel& model, const ScalarArgument& value) {
+    store(model, fromScalar<T>(value));
+  }
+
+  static constexpr PropertyAccessors table() {
+    if constexpr (kIsNumber<T>) {
+      return {&get, &set, &setScalar};
+    } else if constexpr (kHasValueForm<T>) {
+      return {&get, &set, nullptr};
+    } else {
+      return {&get, nullptr, nullptr};
+    }
+  }
+};
+
+// The Property of one declared property of class C.
+template <class C, class T, auto Field, auto Setter, Literal Name, Literal GetterName,
+          Literal SetterName>
+constexpr Property declaredProperty(MergeSlot* slot) {
+  constexpr bool readonly = std::is_null_pointer_v<decltype(Setter)>;
+  using Text = AttributeText<T, Name, GetterName, SetterName, readonly>;
+  return Property{Name.text, Text::kChars.data(), slot, Accessors<C, T, Field, Setter>::table()};
+}
+
+// What a generated getter returns: numbers and pointers by value, everything else by reference.
+template <class T>
+using GetterResult = std::conditional_t<std::is_scalar_v<T>, T, const T&>;
+
+}  // namespace kiv::detail
+
+#endif  // KIV_MODEL_DECLARED_PROPERTY_HPP_

@@ -1,0 +1,91 @@
+// ModelClass: the runtime record of a model class (KivModel or a class declared with KIV_MODEL).
+//
+// Besides what every class record knows, it makes new models, answers the class's hooks and keeps
+// the class's descriptor. The hooks are the static members of the model class (see model.hpp)
+// captured when the record is made, so a class that does not declare a hook answers with the
+// nearest superclass's. Every hook is called afresh on each use; results are not cached.
+#ifndef KIV_MODEL_MODEL_CLASS_HPP_
+#define KIV_MODEL_MODEL_CLASS_HPP_
+
+#include <atomic>
+#include <span>
+#include <string_view>
+
+#include "kiv/foundation/array.hpp"
+#include "kiv/foundation/dictionary.hpp"
+#include "kiv/foundation/object.hpp"
+#include "kiv/foundation/value.hpp"
+#include "kiv/model/class.hpp"
+#include "kiv/model/class_info.hpp"
+
+namespace kiv {
+
+class KivModel;
+
+// The class-level hooks of one model class, as the record calls them.
+struct ModelHooks {
+  Dictionary (*jsonKeyPathsByProperty)();
+  Value (*key)();
+  Array (*dbStoreProperty)();
+  Dictionary (*valueTransform)();
+  void (*finishedModel)(KivModel& model, const Dictionary& dict);
+  // Only for classes that declare kiv_modelWithDictionary; null otherwise.
+  Value (*modelWithDictionary)(const Value& dictionary);
+};
+
+class ModelClass : public Class {
+ public:
+  using Create = Ref<KivModel> (*)();
+
+  // `create` may be null for a class without instances. `name` and `properties` must live for
+  // the process.
+  ModelClass(std::string_view name, const Class& superclass, std::span<const Property> properties,
+             Create create, const ModelHooks& hooks);
+
+  // The superclass when it is a model class; null for KivModel itself.
+  const ModelClass* modelSuperclass() const noexcept { return modelSuperclass_; }
+
+  // A new model of this class, freshly initialised (no property set); null for a class without
+  // instances.
+  Ref<KivModel> create() const;
+  Value newInstance() const override;
+
+  // The class's descriptor, built on first use under one process-wide lock and kept for the
+  // process. Building it makes the class's generated setters record merges from then on.
+  const KivClassInfo& kiv_classInfo() const;
+
+  // The hooks (defaults in KivModel).
+  Dictionary kiv_jsonKeyPathsByProperty() const { return hooks_.jsonKeyPathsByProperty(); }
+  Value kiv_key() const { return hooks_.key(); }
+  Array kiv_dbStoreProperty() const { return hooks_.dbStoreProperty(); }
+  Dictionary kiv_valueTransform() const { return hooks_.valueTransform(); }
+  void kiv_finishedModel(KivModel& model, const Dictionary& dict) const {
+    hooks_.finishedModel(model, dict);
+  }
+  // Whether the class (or a superclass) declares kiv_modelWithDictionary, which KivModel itself
+  // does not; calling it on a class that does not gives absent.
+  bool respondsToModelWithDictionary() const noexcept { return hooks_.modelWithDictionary != nullptr; }
+  Value kiv_modelWithDictionary(const Value& dictionary) const {
+    return hooks_.modelWithDictionary ? hooks_.modelWithDictionary(dictionary) : Value();
+  }
+
+  // The model class that a Value holds as its object, or null.
+  static const ModelClass* fromValue(const Value& value) noexcept;
+
+ private:
+  const ModelClass* modelSuperclass_;
+  Create create_;
+  ModelHooks hooks_;
+  mutable std::atomic<const KivClassInfo*> classInfo_{nullptr};
+};
+
+// Calls `visit` with `cls` and each of its superclasses up to, not including, KivModel: the class
+// levels over which model properties are walked.
+template <class Visit>
+void forEachModelLevel(const ModelClass& cls, Visit&& visit) {
+  for (const ModelClass* c = &cls; c->modelSuperclass(); c = c->modelSuperclass()) visit(*c);
+}
+
+}  // namespace kiv
+
+#endif  // KIV_MODEL_MODEL_CLASS_HPP_
