@@ -2,6 +2,13 @@
 
 namespace kiv {
 
+namespace {
+
+// KivClassMap is registered by name with the application's class maps.
+[[maybe_unused]] const ClassMapClass& kRegisteredKivClassMap = KivClassMap::kivClass();
+
+}  // namespace
+
 ClassMapClass::ClassMapClass(std::string_view name, const Class& superclass,
                              const ClassMapHooks& hooks)
     : Class(name, &superclass, {}, nullptr), hooks_(hooks) {}
