@@ -381,7 +381,6 @@ class SqDatabase : public Object {
   std::vector<SqResultSet*> openResultSets_;  // not owned
   std::list<SqFunctionBlock> openFunctions_;  // a list: SQLite holds pointers to the elements
   std::optional<DateFormatter> dateFormat_;
-  std::string parameterName_;  // scratch for ":name", reused to avoid an allocation per bind
 };
 
 }  // namespace kiv

@@ -98,10 +98,8 @@ int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const 
   int bound = 0;
   if (dictionaryArgs.isPresent()) {
     for (const DictionaryEntry& entry : dictionaryArgs) {
-      parameterName_.assign(1, ':');
-      parameterName_.append(entry.key.view());
-      if (traceExecution_) log(parameterName_ + " = " + entry.value.description());
-      const int index = sqlite3_bind_parameter_index(statement.statement(), parameterName_.c_str());
+      if (traceExecution_) log(std::string(":").append(entry.key.view()).append(" = ").append(entry.value.description()));
+      const int index = statement.indexOfParameterForKey(entry.key.view());
       if (index >= 1) {
         statement.bindObject(entry.value, index, dateFormat());
         ++bound;
@@ -205,7 +203,9 @@ bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(
 }
 
 void SqDatabase::logStepFailure(int code, std::string_view sql) const {
-  const std::string detail = "(" + std::to_string(code) + ": " + lastErrorMessage() + ")";
+  // Appended piece by piece: GCC 12 warns falsely (-Wrestrict) on "(" + std::to_string(code).
+  std::string detail = "(";
+  detail.append(std::to_string(code)).append(": ").append(lastErrorMessage()).append(")");
   if (code == SQLITE_ERROR) {
     log("Error calling sqlite3_step " + detail + " SQLITE_ERROR");
   } else if (code == SQLITE_MISUSE) {

@@ -20,8 +20,6 @@ SqResultSet::SqResultSet(Ref<SqStatement> statement, Ref<SqDatabase> parentDatab
 
 SqResultSet::~SqResultSet() { close(); }
 
-sqlite3_stmt* SqResultSet::handle() const noexcept { return statement_ ? statement_->statement() : nullptr; }
-
 void SqResultSet::setParentDB(Ref<SqDatabase> parentDB) { parentDB_ = std::move(parentDB); }
 
 std::string SqResultSet::description() const { return describeObject("SqResultSet", this); }
@@ -171,9 +169,8 @@ bool SqResultSet::columnIndexIsNull(int columnIndex) const {
 
 String SqResultSet::stringForColumnIndex(int columnIndex) const {
   if (columnIndex < 0 || columnIndexIsNull(columnIndex)) return String();
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle(), columnIndex));
-  if (!text) return String();
-  return String(std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(handle(), columnIndex))));
+  const std::optional<std::string_view> text = textAt(columnIndex);
+  return text ? String(*text) : String();
 }
 
 Date SqResultSet::dateForColumnIndex(int columnIndex) const {
@@ -191,9 +188,7 @@ Data SqResultSet::dataForColumnIndex(int columnIndex) const {
 
 std::optional<std::string_view> SqResultSet::dataNoCopyForColumnIndex(int columnIndex) const {
   if (columnIndex < 0 || columnIndexIsNull(columnIndex)) return std::nullopt;
-  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(handle(), columnIndex));
-  if (!bytes) return std::nullopt;
-  return std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle(), columnIndex)));
+  return blobAt(columnIndex);
 }
 
 const char* SqResultSet::UTF8StringForColumnIndex(int columnIndex) const {
@@ -202,14 +197,38 @@ const char* SqResultSet::UTF8StringForColumnIndex(int columnIndex) const {
 }
 
 Value SqResultSet::objectForColumnIndex(int columnIndex) const {
-  Value value;
-  switch (sqlite3_column_type(handle(), columnIndex)) {
-    case SQLITE_INTEGER: value = Value(static_cast<long long>(longLongIntForColumnIndex(columnIndex))); break;
-    case SQLITE_FLOAT: value = Value(doubleForColumnIndex(columnIndex)); break;
-    case SQLITE_BLOB: value = dataForColumnIndex(columnIndex); break;
-    default: value = stringForColumnIndex(columnIndex); break;
+  // The column's value is fetched once (one lock of the connection) and read as its type. The
+  // connection is used by one thread at a time, which makes reading it directly safe.
+  sqlite3_value* value = sqlite3_column_value(handle(), columnIndex);
+  switch (sqlite3_value_type(value)) {
+    case SQLITE_INTEGER:
+      return Value(static_cast<long long>(sqlite3_value_int64(value)));
+    case SQLITE_FLOAT:
+      return Value(sqlite3_value_double(value));
+    case SQLITE_BLOB: {
+      const void* bytes = sqlite3_value_blob(value);
+      return bytes ? Value::data(bytes, static_cast<std::size_t>(sqlite3_value_bytes(value))) : Value::null();
+    }
+    case SQLITE_TEXT: {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+      return text ? Value(std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value))))
+                  : Value::null();
+    }
+    default:
+      return Value::null();
   }
-  return value.isAbsent() ? Value::null() : value;
+}
+
+std::optional<std::string_view> SqResultSet::textAt(int columnIndex) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle(), columnIndex));
+  if (!text) return std::nullopt;
+  return std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(handle(), columnIndex)));
+}
+
+std::optional<std::string_view> SqResultSet::blobAt(int columnIndex) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(handle(), columnIndex));
+  if (!bytes) return std::nullopt;
+  return std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle(), columnIndex)));
 }
 
 // --- By name ------------------------------------------------------------------------------------

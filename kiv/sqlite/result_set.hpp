@@ -104,7 +104,7 @@ class SqResultSet : public Object {
   // NULL and a zero-length blob give the null.
   Value objectForColumnIndex(int columnIndex) const;
   Value objectForColumnName(std::string_view columnName);
-  Value operator[](int columnIndex) const { return objectForColumnIndex(columnIndex); }
+  Value operator[](int columnIndex) { return objectForColumnIndex(columnIndex); }
   Value operator[](std::string_view columnName) { return objectForColumnName(columnName); }
 
   // --- Accessors ---
@@ -119,7 +119,11 @@ class SqResultSet : public Object {
 
  private:
   // The statement handle being read, or nullptr once closed.
-  sqlite3_stmt* handle() const noexcept;
+  sqlite3_stmt* handle() const noexcept { return statement_ ? statement_->statement() : nullptr; }
+  // The column's text or blob bytes as SQLite gives them, whatever its type; nothing when SQLite
+  // gives no pointer.
+  std::optional<std::string_view> textAt(int columnIndex) const;
+  std::optional<std::string_view> blobAt(int columnIndex) const;
   // The columns' names as SQLite gives them, read once.
   const std::vector<String>& columnNames();
   // Logs a failed step and closes.

@@ -17,7 +17,7 @@ int SqStatement::reset() {
   if (statement_) {
     rc = sqlite3_reset(statement_);
     // No binding may point at the values dropped here.
-    sqlite3_clear_bindings(statement_);
+    if (!boundValues_.empty()) sqlite3_clear_bindings(statement_);
   }
   boundValues_.clear();
   inUse_ = false;
@@ -28,7 +28,7 @@ int SqStatement::close() {
   int rc = SQLITE_OK;
   if (statement_) {
     rc = sqlite3_finalize(statement_);
-    statement_ = nullptr;
+    setStatement(nullptr);
   }
   boundValues_.clear();
   inUse_ = false;
@@ -81,6 +81,26 @@ int SqStatement::bindObject(const Value& value, int column, const DateFormatter*
   }
   if (value.isString()) return bindText(value, column);
   return bindText(String(value.description()), column);
+}
+
+int SqStatement::indexOfParameterForKey(std::string_view key) {
+  if (parameterNames_.empty()) {
+    const int count = sqlite3_bind_parameter_count(statement_);
+    for (int column = 1; column <= count; ++column) {
+      const char* name = sqlite3_bind_parameter_name(statement_, column);
+      parameterNames_.emplace_back(name ? name : "");
+    }
+  }
+  const std::size_t count = parameterNames_.size();
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::size_t i = (nextParameter_ + k) % count;
+    const std::string_view name = parameterNames_[i];
+    if (name.size() == key.size() + 1 && name.front() == ':' && name.substr(1) == key) {
+      nextParameter_ = i + 1;
+      return static_cast<int>(i + 1);
+    }
+  }
+  return 0;
 }
 
 std::string SqStatement::description() const {

@@ -28,7 +28,10 @@ class SqStatement : public Object {
 
   // The prepared-statement handle; null once closed.
   sqlite3_stmt* statement() const noexcept { return statement_; }
-  void setStatement(sqlite3_stmt* statement) noexcept { statement_ = statement; }
+  void setStatement(sqlite3_stmt* statement) noexcept {
+    statement_ = statement;
+    parameterNames_.clear();
+  }
   // The SQL text the statement is cached under.
   const std::string& query() const noexcept { return query_; }
   void setQuery(std::string_view query) { query_ = query; }
@@ -54,6 +57,11 @@ class SqStatement : public Object {
   // Returns SQLite's result code.
   int bindObject(const Value& value, int column, const DateFormatter* dateFormat);
 
+  // The index (from 1) of the parameter named ":" + key, as sqlite3_bind_parameter_index finds
+  // it, or 0. Keys usually come in the order of the parameters, so the search starts after the
+  // last match.
+  int indexOfParameterForKey(std::string_view key);
+
   // "<SqStatement: 0x...> 3 hit(s) for query select ...".
   std::string description() const override;
 
@@ -67,7 +75,9 @@ class SqStatement : public Object {
   std::string query_;
   std::int64_t useCount_ = 0;
   bool inUse_ = false;
-  std::vector<Value> boundValues_;  // indexed by column - 1
+  std::vector<Value> boundValues_;        // indexed by column - 1
+  std::vector<std::string> parameterNames_;  // indexed by column - 1; read on first use
+  std::size_t nextParameter_ = 0;        // where the next parameter search starts
 };
 
 }  // namespace kiv
