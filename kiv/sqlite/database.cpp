@@ -36,7 +36,7 @@ bool SqDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OP
 
 bool SqDatabase::openWithFlags(int flags) {
   if (db_) return true;
-  const int rc = sqlite3_open_v2(sqlitePath().c_str(), &db_, flags, nullptr);
+  const int rc = sqlite3_open_v2(sqlitePath().c_str(), &db_, flags & ~kSqOpenFileProtectionNone, nullptr);
   if (rc != SQLITE_OK) {
     log("error opening!: " + std::to_string(rc));
     // SQLite hands out a handle even when opening fails; it only serves for the error message.

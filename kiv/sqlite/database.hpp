@@ -50,6 +50,9 @@ namespace kiv {
 
 // SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE: the flags of queues and pools unless given.
 inline constexpr int kSqDefaultOpenFlags = 6;
+// The mobile platform's open flag for files without data protection. Accepted in open flags for
+// compatibility and masked off before SQLite sees them: this platform has no such protection.
+inline constexpr int kSqOpenFileProtectionNone = 0x400000;
 
 // The stand-in for a C variable argument list of objects: the arguments, in order. The variadic
 // templates (executeQuery(sql, args...)) build one from their arguments.
@@ -86,7 +89,7 @@ class SqDatabase : public Object {
   // Opens the file (read-write, created if missing); true when already open. Installs the busy
   // handler when maxBusyRetryTimeInterval > 0. Logs "error opening!: <code>" on failure.
   bool open();
-  // The same with SQLite open flags (SQLITE_OPEN_...).
+  // The same with SQLite open flags (SQLITE_OPEN_..., and kSqOpenFileProtectionNone).
   bool openWithFlags(int flags);
   // Finalizes the cached statements, closes the open result sets, then the connection; a
   // statement still prepared elsewhere is finalized with the log "Closing leaked statement".

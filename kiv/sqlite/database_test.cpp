@@ -39,6 +39,10 @@ TEST_F(SqDatabaseTest, PathsChooseMemoryTemporaryOrFile) {
   EXPECT_TRUE(std::filesystem::exists(dir.file("test.db")));
   EXPECT_TRUE(db->goodConnection());
   EXPECT_TRUE(db->open());  // already open
+
+  Ref<SqDatabase> unprotected = SqDatabase::databaseWithPath(dir.file("unprotected.db"));
+  EXPECT_TRUE(unprotected->openWithFlags(kSqOpenFileProtectionNone | kSqDefaultOpenFlags));
+  EXPECT_TRUE(std::filesystem::exists(dir.file("unprotected.db")));
 }
 
 TEST_F(SqDatabaseTest, ClosedConnectionRefusesWorkAndReopens) {
