@@ -1,0 +1,126 @@
+// OxDbCollection: writes.
+#include "kiv/collection/db_collection.hpp"
+
+#include "kiv/collection/ox_db.hpp"
+#include "kiv/collection/sql_text.hpp"
+
+namespace kiv {
+namespace {
+
+Value valueOrNull(const Value& value) { return value.isPresent() ? value : Value::null(); }
+
+// Whether the row has exactly the columns of `first`, in the same order.
+bool hasColumnsOf(const Dictionary& row, const Dictionary& first) {
+  if (row.count() != first.count()) return false;
+  const DictionaryEntry* other = row.begin();
+  for (const DictionaryEntry& entry : first) {
+    if (entry.key.view() != (other++)->key.view()) return false;
+  }
+  return true;
+}
+
+// The parameters of `row` for a statement written for the columns of `first`: the row itself when
+// its columns are the same, else the row's value, or NULL, under each column of `first`.
+Dictionary parametersFor(const Dictionary& row, const Dictionary& first) {
+  if (hasColumnsOf(row, first)) return row;
+  const MutableDictionary parameters = MutableDictionary::dictionary(first.count());
+  for (const DictionaryEntry& entry : first) parameters.setObject(valueOrNull(row[entry.key.view()]), entry.key);
+  return parameters;
+}
+
+}  // namespace
+
+bool OxDbCollection::execute(const std::string& sql) const {
+  return inDatabase([&](SqDatabase& db) { return db.executeUpdate(sql); });
+}
+
+bool OxDbCollection::execute(const std::string& sql, const Dictionary& parameters) const {
+  return inDatabase([&](SqDatabase& db) { return db.executeUpdateWithParameterDictionary(sql, parameters); });
+}
+
+bool OxDbCollection::insert(const Dictionary& row) { return insertOrReplaceUseMultiSQL("INSERT", {row}); }
+
+bool OxDbCollection::upsert(const Dictionary& row) { return insertOrReplaceUseMultiSQL("REPLACE", {row}); }
+
+bool OxDbCollection::batchInsert(const std::vector<Dictionary>& rows) {
+  return insertOrReplaceUseMultiSQL("INSERT", rows);
+}
+
+bool OxDbCollection::batchUpsert(const std::vector<Dictionary>& rows) {
+  return insertOrReplaceUseMultiSQL("REPLACE", rows);
+}
+
+bool OxDbCollection::insertOrReplaceUseMultiSQL(std::string_view verb, const std::vector<Dictionary>& rows) {
+  if (rows.empty()) return false;
+  const Dictionary& first = rows.front();
+  std::string sql = intoColumns(verb, tableName_, first);
+  sql.append(" VALUES (");
+  const char* separator = "";
+  for (const DictionaryEntry& entry : first) {
+    sql.append(separator).append(":").append(entry.key.view());
+    separator = ", ";
+  }
+  sql += ')';
+  return inDatabase([&](SqDatabase& db) {
+    bool ran = false;
+    for (const Dictionary& row : rows) ran = db.executeUpdateWithParameterDictionary(sql, parametersFor(row, first));
+    return ran;
+  });
+}
+
+bool OxDbCollection::insertOrReplaceUseUnionSQL(std::string_view verb, const std::vector<Dictionary>& rows) {
+  const Dictionary first = rows.empty() ? Dictionary() : rows.front();
+  std::string sql = intoColumns(verb, tableName_, first);
+  sql += ' ';
+  const MutableDictionary parameters = MutableDictionary::dictionary(rows.size() * first.count());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i != 0) sql.append(" UNION ");
+    sql.append(" SELECT ");
+    const std::string index = std::to_string(i);
+    const char* separator = "";
+    for (const DictionaryEntry& entry : first) {
+      const std::string name = entry.key.str() + index;
+      sql.append(separator).append(":").append(name);
+      separator = ", ";
+      parameters.setObject(valueOrNull(rows[i][entry.key.view()]), name);
+    }
+    sql += ' ';
+  }
+  return execute(sql, parameters);
+}
+
+bool OxDbCollection::update(std::string_view condition, const Dictionary& row) {
+  return execute(OxDb::sqlFromUpdate(tableName_, row, condition), row);
+}
+
+bool OxDbCollection::updateForKey(std::string_view key, const Value& value, const Dictionary& row) {
+  const std::string condition = std::string(key) + "=:" + std::string(key);
+  const MutableDictionary parameters = row.isPresent() ? row.mutableCopy() : MutableDictionary::dictionary();
+  parameters.setObject(valueOrNull(value), key);
+  return execute(OxDb::sqlFromUpdate(tableName_, row, condition), parameters);
+}
+
+bool OxDbCollection::updateSet(std::string_view condition, std::string_view set) {
+  std::string sql = "UPDATE " + tableName_ + " set ";
+  sql.append(set);
+  appendCondition(sql, condition);
+  return execute(sql);
+}
+
+bool OxDbCollection::delete_() { return execute("DELETE FROM " + tableName_); }
+
+bool OxDbCollection::delete_(std::string_view condition) {
+  return execute("DELETE FROM " + tableName_ + " WHERE " + std::string(condition));
+}
+
+bool OxDbCollection::deleteForKey(std::string_view key, const Value& value) {
+  const std::string sql = "DELETE FROM " + tableName_ + " WHERE " + std::string(key) + "=?";
+  return inDatabase([&](SqDatabase& db) { return db.executeUpdate(sql, value); });
+}
+
+bool OxDbCollection::drop(std::string_view tableName) {
+  OxSimpleDatabase* db = database();
+  return db && db->drop(tableName);
+}
+
+}  // namespace kiv
