@@ -1,0 +1,29 @@
+#include "kiv/mapping/kiv_value.hpp"
+
+#include <utility>
+
+#include "kiv/model/class.hpp"
+
+namespace kiv {
+
+void KivValue::setJSONValue(KivModel& model, const Value& json) const {
+  if (!property_ || json.isAbsent()) return;
+  Value decoded;
+  if (const KivTransformValue* transformer = appliedTransformer()) decoded = transformer->decodeValue(json);
+  const Value& value = decoded.isNothing() ? json : decoded;
+  if (property_->cls() && !isKindOfClass(value, *property_->cls())) return;
+  model.kiv_setValue(value, *property_);
+}
+
+Value KivValue::JSONValue(const KivModel& model) const {
+  if (!property_) return Value();
+  Value value = model.kiv_valueForInfo(*property_);
+  const KivTransformValue* transformer = appliedTransformer();
+  if (transformer && value.isPresent() && !value.isNull()) {
+    Value encoded = transformer->encodeValue(value);
+    if (encoded.isPresent()) value = std::move(encoded);
+  }
+  return value;
+}
+
+}  // namespace kiv

@@ -1,0 +1,81 @@
+// The JSON side of KivModelAdapter.
+#include "kiv/mapping/model_adapter.hpp"
+
+#include "kiv/mapping/key_path.hpp"
+#include "kiv/mapping/nesting_guard.hpp"
+
+namespace kiv {
+
+namespace {
+
+void fillLevel(KivModel& model, const PropertyMapping& mapping, const Dictionary& json) {
+  for (const PropertyMapping::Entry& entry : mapping) {
+    entry.record->setJSONValue(model, kiv_valueForKey(json, entry.keyPath.view()));
+  }
+}
+
+void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
+  for (const PropertyMapping::Entry& entry : mapping) {
+    kiv_setValue(out, entry.record->JSONValue(model), entry.keyPath.view());
+  }
+}
+
+}  // namespace
+
+ClassCache<PropertyMapping>& KivModelAdapter::propertyCache() {
+  static auto* cache = new ClassCache<PropertyMapping>();  // lives for the process
+  return *cache;
+}
+
+const PropertyMapping& KivModelAdapter::cachePropertyDict(const ModelClass& cls) {
+  const KivClassInfo& info = cls.kiv_classInfo();
+  const Dictionary transformers = cls.kiv_valueTransform();
+  auto mapping = makeRef<PropertyMapping>();
+  for (const DictionaryEntry& binding : cls.kiv_jsonKeyPathsByProperty()) {
+    if (!binding.value.isString()) continue;  // only text is a key path
+    auto record = makeRef<KivValue>();
+    const KivProPertyInfo* property = info.propDict().objectForKey(binding.key.view());
+    record->setProperty(Ref<const KivProPertyInfo>(property));
+    if (const auto* modelClass = property ? dynamic_cast<const ModelClass*>(property->cls()) : nullptr) {
+      record->setTransAble(true);
+      record->setTransformValue(makeRef<KivClassTransformValue>(*modelClass));
+    }
+    if (auto transformer = transformers.objectForKey(binding.key.view()).objectAs<KivTransformValue>()) {
+      record->setTransAble(true);
+      record->setTransformValue(std::move(transformer));
+    }
+    mapping->setObject(std::move(record), binding.value.asString());
+  }
+  return propertyCache().insert(cls, std::move(mapping));
+}
+
+const PropertyMapping& KivModelAdapter::propertyMappingFor(const ModelClass& cls) {
+  const PropertyMapping* cached = propertyCache().objectForKey(cls);
+  return cached ? *cached : cachePropertyDict(cls);
+}
+
+Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const Dictionary& json) {
+  if (json.empty()) return nullptr;
+  const NestingGuard nesting;
+  if (nesting.tooDeep()) return nullptr;
+  Ref<KivModel> model = cls.create();
+  if (!model) return nullptr;
+  forEachModelLevel(cls, [&](const ModelClass& level) {
+    fillLevel(*model, propertyMappingFor(level), json);
+  });
+  cls.kiv_finishedModel(*model, json);
+  return model;
+}
+
+MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model) {
+  if (!model) return MutableDictionary();
+  const NestingGuard nesting;
+  if (nesting.tooDeep()) return MutableDictionary();
+  const MutableDictionary out = MutableDictionary::dictionary();
+  forEachModelLevel(model->modelClass(), [&](const ModelClass& level) {
+    writeLevel(out, propertyMappingFor(level), *model);
+  });
+  return out;
+}
+
+}  // namespace kiv

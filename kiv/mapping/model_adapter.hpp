@@ -1,0 +1,102 @@
+// KivModelAdapter: converts between JSON-shaped dictionaries and model objects, and between model
+// objects and the row dictionaries of their tables. Class-level operations only.
+//
+// JSON side. A model class binds its properties to places in a dictionary with its
+// kiv_jsonKeyPathsByProperty hook (property name to key path, dotted paths reaching into nested
+// dictionaries); a class that does not declare key paths maps nothing. For each class level the
+// adapter builds once, and keeps for the process, a PropertyMapping from key path to KivValue
+// record: the level's own descriptor of the property (records for names that the level does not
+// declare itself have none and are skipped), a KivClassTransformValue for a property whose class
+// is a model class, or the transformer that the level's kiv_valueTransform hook names for the
+// property instead. Filling a model and writing a dictionary walk the levels from the model's
+// class up to, not including, KivModel.
+//
+// Database side. A property is stored when its level lists it in kiv_dbStoreProperty and maps it
+// in kiv_jsonKeyPathsByProperty. A row maps the lower-cased property name to the value as JSON
+// writes it (after the property's transformer), with arrays and dictionaries as JSON text; a row
+// is read back by rebuilding the JSON dictionary at the properties' key paths and filling a model
+// from it, so transformers decode stored values as they decode received JSON.
+//
+// Nothing is reported: a missing key path leaves the property unset, a value of the wrong class
+// is skipped, a transformer that converts nothing leaves the value as it came. Models and
+// dictionaries nested deeper than kMaxJSONDepth (only possible in hand-built, cyclic data) are
+// not followed: the nested conversion gives nothing. All operations are thread-safe; a model
+// being filled or read belongs to the calling thread.
+#ifndef KIV_MAPPING_MODEL_ADAPTER_HPP_
+#define KIV_MAPPING_MODEL_ADAPTER_HPP_
+
+#include "kiv/foundation/array.hpp"
+#include "kiv/foundation/dictionary.hpp"
+#include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/property_mapping.hpp"
+#include "kiv/model/model.hpp"
+
+namespace kiv {
+
+class KivModelAdapter {
+ public:
+  KivModelAdapter() = delete;
+
+  // --- JSON side ------------------------------------------------------------------------------
+
+  // The process-wide cache of class levels' mappings, filled on first use of each level.
+  static ClassCache<PropertyMapping>& propertyCache();
+  // Builds the mapping of the class level `cls` from its hooks (asked of `cls`, so a level that
+  // does not declare a hook answers with its superclass's), stores it in the cache and returns
+  // the mapping that the cache holds for the level.
+  static const PropertyMapping& cachePropertyDict(const ModelClass& cls);
+  // The cached mapping of the class level, built on first use.
+  static const PropertyMapping& propertyMappingFor(const ModelClass& cls);
+
+  // A new model of class `cls` with every mapped property set whose key path leads to a value of
+  // the property's class (after its transformer; numbers and booleans convert leniently, the null
+  // sets 0), then handed to the class's kiv_finishedModel hook. Null for an absent or empty
+  // dictionary (no model is made and no hook is called) and for a class without instances.
+  static Ref<KivModel> modelOfClass(const ModelClass& cls, const Dictionary& json);
+  // A new dictionary holding each mapped property that is set on the model, at its key path
+  // (after its transformer); a property set to no value is written as the null. Absent for a
+  // null model.
+  static MutableDictionary JSONDictionaryFromModel(const KivModel* model);
+
+  // --- Database side --------------------------------------------------------------------------
+
+  // The names that the class level lists in kiv_dbStoreProperty (empty when it lists none), as
+  // the class answered on first request.
+  static Array dbPropertyPaths(const ModelClass& cls);
+  // A new row of the model's stored properties that are set, under their lower-cased names: the
+  // value after the property's transformer, arrays and dictionaries as their JSON text (a
+  // dictionary that is no valid JSON leaves the property out), the null as the null. A name seen
+  // again at a superclass level is written with the kind-guarded write of kiv_setValue. Absent
+  // for a null model.
+  static MutableDictionary DBDictionaryFromModel(const KivModel* model);
+  // A new model of class `cls` from a row: each stored property's column (by exact lower-cased
+  // name; missing and null columns are skipped, strings that are JSON array or object text come
+  // back as containers) is written at the property's key path, and the dictionary so made goes
+  // through modelOfClass(). Null for an absent or empty row.
+  static Ref<KivModel> modelFromDBDictionary(const Dictionary& row, const ModelClass& cls);
+};
+
+// --- The convenience operations of model classes ---------------------------------------------
+
+// modelOfClass() for `cls`.
+inline Ref<KivModel> kiv_modelFromDictionary(const ModelClass& cls, const Dictionary& json) {
+  return KivModelAdapter::modelOfClass(cls, json);
+}
+// modelOfClass() for the model class T, typed: kiv_modelFromDictionary<FeedItem>(dict).
+template <class T>
+Ref<T> kiv_modelFromDictionary(const Dictionary& json) {
+  // The model was made by T's own record, so it is a T.
+  return Ref<T>(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).get()));
+}
+// JSONDictionaryFromModel().
+inline MutableDictionary kiv_dictionaryFromModel(const KivModel* model) {
+  return KivModelAdapter::JSONDictionaryFromModel(model);
+}
+template <class T>
+MutableDictionary kiv_dictionaryFromModel(const Ref<T>& model) {
+  return KivModelAdapter::JSONDictionaryFromModel(model.get());
+}
+
+}  // namespace kiv
+
+#endif  // KIV_MAPPING_MODEL_ADAPTER_HPP_

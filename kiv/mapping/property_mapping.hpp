@@ -1,0 +1,41 @@
+// PropertyMapping: the mapping dictionary of one model class level, from JSON key path to the
+// KivValue record of the property bound to it, built by KivModelAdapter::cachePropertyDict().
+//
+// Entries keep the order of the class's kiv_jsonKeyPathsByProperty dictionary; storing under a
+// key path that is already there replaces its record and keeps its place, so two names mapped to
+// the same key path leave one record, the later one. Immutable once it is in the property cache.
+#ifndef KIV_MAPPING_PROPERTY_MAPPING_HPP_
+#define KIV_MAPPING_PROPERTY_MAPPING_HPP_
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "kiv/foundation/object.hpp"
+#include "kiv/foundation/string.hpp"
+#include "kiv/mapping/kiv_value.hpp"
+
+namespace kiv {
+
+class PropertyMapping : public Object {
+ public:
+  struct Entry {
+    String keyPath;
+    Ref<const KivValue> record;
+  };
+
+  // The record under the key path, or null.
+  const KivValue* objectForKey(std::string_view keyPath) const noexcept;
+  std::size_t count() const noexcept { return entries_.size(); }
+  const Entry* begin() const noexcept { return entries_.data(); }
+  const Entry* end() const noexcept { return entries_.data() + entries_.size(); }
+
+  void setObject(Ref<const KivValue> record, const String& keyPath);
+
+ private:
+  std::vector<Entry> entries_;
+};
+
+}  // namespace kiv
+
+#endif  // KIV_MAPPING_PROPERTY_MAPPING_HPP_
