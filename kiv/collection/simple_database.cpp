@@ -21,7 +21,7 @@ Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path) {
 }
 
 OxSimpleDatabase::OxSimpleDatabase(const String& path)
-    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, kOxOpenFlags & ~kOxNoFileProtectionFlag)) {
+    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, kOxOpenFlags)) {
   collCache_.reserve(20);
   inDatabase([](SqDatabase& db) { db.setLogsErrors(true); });
 }

@@ -41,13 +41,11 @@ namespace kiv {
 
 class OxDbCollection;
 
-// The flags a database opens its file with: SQLite's read-write (0x2) and create (0x4), and the
-// mobile platform's "no file protection" flag, which keeps the file readable while the device is
-// locked.
-inline constexpr int kOxOpenFlags = 0x400006;
-// That platform flag. This SQLite has no flag of that value, so it is masked off before the flags
-// reach the connection.
-inline constexpr int kOxNoFileProtectionFlag = 0x400000;
+// The flags a database opens its file with, 0x400006: SQLite's read-write and create, and the
+// mobile platform's flag for files without data protection (readable while the device is
+// locked), which the connection masks off before SQLite sees the flags.
+inline constexpr int kOxOpenFlags = kSqOpenFileProtectionNone | kSqDefaultOpenFlags;
+static_assert(kOxOpenFlags == 0x400006);
 
 class OxSimpleDatabase : public Object {
  public:
