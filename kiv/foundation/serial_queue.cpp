@@ -37,8 +37,4 @@ bool SerialQueue::isRunningOnThisThread() const noexcept {
   return false;
 }
 
-const SerialQueue* SerialQueue::current() noexcept {
-  return innermostTurn_ ? &innermostTurn_->queue_ : nullptr;
-}
-
 }  // namespace kiv

@@ -36,8 +36,6 @@ class SerialQueue {
 
   // Whether a block of this queue is running on the calling thread, innermost or further out.
   bool isRunningOnThisThread() const noexcept;
-  // The queue whose block runs innermost on the calling thread, or nullptr.
-  static const SerialQueue* current() noexcept;
 
  private:
   // Waits for this caller's turn and marks the queue running on this thread while it lives.

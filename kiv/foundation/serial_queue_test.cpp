@@ -8,33 +8,19 @@
 namespace kiv {
 namespace {
 
-TEST(SerialQueueTest, SyncRunsOnTheCallersThreadAndReturnsTheResult) {
-  SerialQueue queue("sqdb.test");
-  EXPECT_EQ(queue.label(), "sqdb.test");
+TEST(SerialQueueTest, KnowsWhenItRunsOnThisThreadThroughNestedQueues) {
+  SerialQueue a("a"), b("b");
+  EXPECT_FALSE(a.isRunningOnThisThread());
   const auto caller = std::this_thread::get_id();
-  const int result = queue.sync([&] {
+  const int result = a.sync([&] {
     EXPECT_EQ(std::this_thread::get_id(), caller);
+    EXPECT_TRUE(a.isRunningOnThisThread());
+    EXPECT_FALSE(b.isRunningOnThisThread());
+    b.sync([&] { EXPECT_TRUE(a.isRunningOnThisThread() && b.isRunningOnThisThread()); });
     return 42;
   });
   EXPECT_EQ(result, 42);
-}
-
-TEST(SerialQueueTest, KnowsWhenItRunsOnThisThreadThroughNestedQueues) {
-  SerialQueue a, b;
   EXPECT_FALSE(a.isRunningOnThisThread());
-  EXPECT_EQ(SerialQueue::current(), nullptr);
-  a.sync([&] {
-    EXPECT_TRUE(a.isRunningOnThisThread());
-    EXPECT_FALSE(b.isRunningOnThisThread());
-    EXPECT_EQ(SerialQueue::current(), &a);
-    b.sync([&] {
-      EXPECT_TRUE(a.isRunningOnThisThread());
-      EXPECT_EQ(SerialQueue::current(), &b);
-    });
-    EXPECT_EQ(SerialQueue::current(), &a);
-  });
-  EXPECT_FALSE(a.isRunningOnThisThread());
-  EXPECT_EQ(SerialQueue::current(), nullptr);
 }
 
 TEST(SerialQueueTest, AnExceptionFreesTheQueue) {

@@ -27,7 +27,6 @@ class SqResultSetTest : public ::testing::Test {
         "insert into t values (1, 'ann', 2.5, x'0102', null);"
         "insert into t values (-9000000000, 'bob', 0, x'', null);"));
   }
-
   Ref<SqResultSet> firstRow(std::string_view sql = "select * from t order by Id desc") {
     Ref<SqResultSet> rs = db->executeQuery(sql);
     EXPECT_TRUE(rs && rs->next());
@@ -37,36 +36,22 @@ class SqResultSetTest : public ::testing::Test {
   Ref<SqDatabase> db = SqDatabase::databaseWithPath();
 };
 
-TEST_F(SqResultSetTest, StepsUntilTheRowsRunOut) {
-  Ref<SqResultSet> rs = db->executeQuery("select Id from t where Id > ?", 100);
-  ASSERT_NE(rs, nullptr);
-  EXPECT_EQ(rs->query(), "select Id from t where Id > ?");
-  EXPECT_FALSE(rs->next());
+TEST_F(SqResultSetTest, StepsUntilTheRowsRunOutThenCloses) {
+  Ref<SqResultSet> rs = db->executeQuery("select Id from t");
+  EXPECT_TRUE(db->hasOpenResultSets());
+  int rows = 0;
+  while (rs->next()) rows += rs->hasAnotherRow();
+  EXPECT_EQ(rows, 2);
   EXPECT_FALSE(rs->hasAnotherRow());
   EXPECT_EQ(rs->statement(), nullptr);
   EXPECT_EQ(rs->parentDB(), nullptr);
   EXPECT_FALSE(db->hasOpenResultSets());
-
-  rs = db->executeQuery("select Id from t");
-  EXPECT_TRUE(db->hasOpenResultSets());
-  int rows = 0;
-  while (rs->next()) {
-    EXPECT_TRUE(rs->hasAnotherRow());
-    ++rows;
-  }
-  EXPECT_EQ(rows, 2);
-  rs->close();  // closing twice is harmless
 }
 
-TEST_F(SqResultSetTest, TypedAccessorsByIndexAndByName) {
+TEST_F(SqResultSetTest, TypedAccessorsByIndexAndByNameInAnyCase) {
   Ref<SqResultSet> rs = firstRow();
-  EXPECT_EQ(rs->columnCount(), 5);
-  EXPECT_EQ(rs->columnNameForIndex(1).view(), "Name");
   EXPECT_EQ(rs->intForColumn("ID"), 1);
-  EXPECT_EQ(rs->longForColumn("id"), 1);
-  EXPECT_EQ(rs->longLongIntForColumnIndex(0), 1);
-  EXPECT_EQ(rs->unsignedLongLongIntForColumnIndex(0), 1u);
-  EXPECT_TRUE(rs->boolForColumn("Id"));
+  EXPECT_TRUE(rs->boolForColumn("id"));
   EXPECT_EQ(rs->doubleForColumn("score"), 2.5);
   EXPECT_EQ(rs->stringForColumn("NAME").view(), "ann");
   EXPECT_STREQ(rs->UTF8StringForColumnName("name"), "ann");
@@ -76,27 +61,17 @@ TEST_F(SqResultSetTest, TypedAccessorsByIndexAndByName) {
   EXPECT_TRUE(rs->columnIsNull("missing"));
   EXPECT_TRUE(rs->stringForColumn("missing").isAbsent());
   EXPECT_TRUE(rs->dateForColumn("missing").isAbsent());
-  EXPECT_EQ(rs->UTF8StringForColumnIndex(4), nullptr);
 
   ASSERT_TRUE(rs->next());
   EXPECT_EQ(rs->longForColumnIndex(0), -9000000000);
-  EXPECT_EQ(rs->intForColumnIndex(0), static_cast<std::int32_t>(-9000000000));
   EXPECT_EQ(rs->unsignedLongLongIntForColumnIndex(0), static_cast<unsigned long long>(-9000000000LL));
   EXPECT_TRUE(rs->dataForColumn("photo").isAbsent());  // a zero-length blob reads as nothing
   EXPECT_FALSE(rs->dataNoCopyForColumn("photo").has_value());
-}
 
-TEST_F(SqResultSetTest, UnknownColumnNamesWarnAndReadAsNothing) {
-  Ref<SqResultSet> rs = firstRow();
   LogCapture log;
-  EXPECT_EQ(rs->columnIndexForName("Nope"), -1);
-  EXPECT_TRUE(log.has("Warning: I could not find the column named 'nope'."));
-  EXPECT_TRUE(rs->stringForColumn("nope").isAbsent());
-  EXPECT_TRUE(rs->dataForColumn("nope").isAbsent());
-  EXPECT_EQ(rs->UTF8StringForColumnName("nope"), nullptr);
+  EXPECT_TRUE(rs->stringForColumn("Nope").isAbsent());
   EXPECT_EQ(rs->intForColumn("nope"), 0);
-  EXPECT_EQ(rs->columnNameToIndexMap(), (Dictionary{{"id", Value(0)}, {"name", Value(1)}, {"score", Value(2)},
-                                                    {"photo", Value(3)}, {"missing", Value(4)}}));
+  EXPECT_EQ(log.count("Warning: I could not find the column named 'nope'."), 2u);
 }
 
 TEST_F(SqResultSetTest, ObjectsKeepSqliteTypes) {
@@ -118,31 +93,19 @@ TEST_F(SqResultSetTest, RowDictionaries) {
   EXPECT_EQ(log.count("Warning: There seem to be no columns in this set."), 2u);
 
   ASSERT_TRUE(rs->next());
-  const Dictionary row = rs->resultDictionary();
-  EXPECT_EQ(row, (Dictionary{{"Id", Value(1LL)}, {"Name", Value("ann")}, {"Score", Value(2.5)},
-                             {"Photo", Value::data("\x01\x02", 2)}, {"Missing", Value::null()}}));
+  EXPECT_EQ(rs->resultDictionary(), (Dictionary{{"Id", Value(1LL)}, {"Name", Value("ann")}, {"Score", Value(2.5)},
+                                                {"Photo", Value::data("\x01\x02", 2)}, {"Missing", Value::null()}}));
   EXPECT_TRUE(rs->resultDict().containsKey("name"));
-  EXPECT_FALSE(rs->resultDict().isMutable());
 
   // Duplicate names: the later column wins, in either form.
   rs = firstRow("select 1 as x, 2 as X, 3 as x");
   EXPECT_EQ(rs->resultDictionary(), (Dictionary{{"x", Value(3LL)}, {"X", Value(2LL)}}));
   EXPECT_EQ(rs->resultDict(), (Dictionary{{"x", Value(3LL)}}));
-}
 
-TEST_F(SqResultSetTest, KvcMagicSetsTextOfNonNullColumns) {
-  Ref<SqResultSet> rs = firstRow();
   Ref<Recorder> recorder = makeRef<Recorder>();
-  rs->kvcMagic(*recorder);
+  firstRow()->kvcMagic(*recorder);
   EXPECT_EQ(recorder->values, (Dictionary{{"Id", Value("1")}, {"Name", Value("ann")}, {"Score", Value("2.5")},
                                           {"Photo", Value("\x01\x02")}}));
-}
-
-TEST_F(SqResultSetTest, DatesReadThroughTheConnectionsFormatter) {
-  db->setDateFormat(SqDatabase::storeableDateFormat("yyyy-MM-dd"));
-  Ref<SqResultSet> rs = firstRow("select '1970-01-02', 'not a date'");
-  EXPECT_EQ(rs->dateForColumnIndex(0).timeIntervalSince1970(), 86400);
-  EXPECT_TRUE(rs->dateForColumnIndex(1).isAbsent());
 }
 
 TEST_F(SqResultSetTest, StepErrorsCloseTheSet) {
@@ -153,7 +116,6 @@ TEST_F(SqResultSetTest, StepErrorsCloseTheSet) {
   LogCapture log;
   EXPECT_FALSE(rs->next());
   EXPECT_TRUE(log.has("Error calling sqlite3_step (1: nope) rs"));
-  EXPECT_EQ(rs->statement(), nullptr);
   EXPECT_FALSE(db->hasOpenResultSets());
 }
 
