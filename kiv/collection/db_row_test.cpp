@@ -1,0 +1,45 @@
+#include "kiv/collection/db_row.hpp"
+
+#include <gtest/gtest.h>
+
+#include "kiv/foundation/date.hpp"
+
+namespace kiv {
+namespace {
+
+TEST(OxDbRowTest, NullColumnsReadAsAbsentAndGettersCheckKinds) {
+  const OxDbRow row(Dictionary{{"name", Value::null()}, {"age", "12abc"}, {"id", 7}});
+  EXPECT_TRUE(row.objectForKey("name").isAbsent());
+  EXPECT_TRUE(row.dataDict()["name"].isNull());
+  EXPECT_EQ(row.stringForKey("name", "none").stringView(), "none");
+  EXPECT_EQ(row.intForKey("age", 0), 12);
+  EXPECT_TRUE(row.stringForKey("id").isAbsent());  // a number is not a string
+  EXPECT_EQ(row.description(), row.dataDict().description());
+}
+
+TEST(OxDbRowTest, DateForKeyReadsDatesAndSecondsElseTheDefault) {
+  const Value fallback = Value::date(1);
+  const OxDbRow row(Dictionary{{"date", Value::date(5)}, {"seconds", 1449000000.5}, {"text", "2015"}});
+  EXPECT_EQ(row.dateForKey("date", fallback), Value::date(5));
+  EXPECT_EQ(row.dateForKey("seconds", fallback), Value::date(1449000000.5));
+  EXPECT_EQ(row.dateForKey("text", fallback), fallback);
+  EXPECT_EQ(row.dateForKey("missing", fallback), fallback);
+  EXPECT_EQ(row.dateForKey("missing", 60), Value::date(60));  // a number default is read as seconds too
+}
+
+TEST(OxDbRowTest, ChangesStayInTheRow) {
+  const MutableDictionary source{{"a", 1}};
+  OxDbRow row(source);
+  row.setObject(2, "a");
+  row.setObject(Value(), "b");
+  row.setObject(Value::null(), "c");
+  row.removeObjectForKey("missing");
+  EXPECT_EQ(row.dataDict(), Dictionary({{"a", 2}, {"c", Value::null()}}));
+  EXPECT_EQ(source, Dictionary({{"a", 1}}));
+  row.removeObjectForKey("a");
+  EXPECT_TRUE(row.objectForKey("a").isAbsent());
+  EXPECT_TRUE(OxDbRow(Dictionary()).dataDict().empty());
+}
+
+}  // namespace
+}  // namespace kiv
