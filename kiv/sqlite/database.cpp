@@ -183,7 +183,7 @@ void SqDatabase::setCachedStatement(const Ref<SqStatement>& statement, std::stri
   if (!cachedStatements_) return;
   statement->setQuery(query);
   auto found = cachedStatements_->find(query);
-  if (found == cachedStatements_->end()) found = cachedStatements_->emplace(std::string(query), 0).first;
+  if (found == cachedStatements_->end()) found = cachedStatements_->try_emplace(std::string(query)).first;
   std::vector<Ref<SqStatement>>& statements = found->second;
   if (std::find(statements.begin(), statements.end(), statement) == statements.end()) {
     statements.push_back(statement);

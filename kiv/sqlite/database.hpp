@@ -154,7 +154,8 @@ class SqDatabase : public Object {
   // {"SqDatabase", the last result code, message}.
   Error errorWithMessage(std::string_view message) const;
   Error lastError() const;
-  // SQLite's last insert row id and change count; 0 (logged) while a statement executes.
+  // SQLite's last insert row id and change count; 0 while closed, and (logged) while a statement
+  // executes.
   std::int64_t lastInsertRowId();
   int changes();
 
@@ -243,8 +244,8 @@ class SqDatabase : public Object {
   // Runs the semicolon-separated statements; the block, when given, receives each result row.
   // Returns whether all ran; logs "Error inserting batch: <message>" otherwise.
   bool executeStatements(std::string_view sql, const SqExecuteStatementsCallbackBlock& block = {});
-  // Registers a scalar SQL function of `maximumArguments` arguments (-1: any) for the life of the
-  // connection.
+  // Registers a scalar SQL function of `maximumArguments` arguments (-1: any) while the connection
+  // is open (not again after a reopen).
   void makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block);
 
   // Turns printf-like escapes of `sql` into "?" and appends the arguments, read from `args`, to

@@ -57,14 +57,15 @@ class SqDatabase::ExecutingStatement {
 
 // --- Counters guarded like execution ------------------------------------------------------------
 
+// SQLite's counters do not accept a closed connection: 0 then.
 std::int64_t SqDatabase::lastInsertRowId() {
   ExecutingStatement executing(*this);
-  return executing.entered() ? sqlite3_last_insert_rowid(db_) : 0;
+  return executing.entered() && db_ ? sqlite3_last_insert_rowid(db_) : 0;
 }
 
 int SqDatabase::changes() {
   ExecutingStatement executing(*this);
-  return executing.entered() ? sqlite3_changes(db_) : 0;
+  return executing.entered() && db_ ? sqlite3_changes(db_) : 0;
 }
 
 // --- Preparing and binding ----------------------------------------------------------------------
@@ -280,6 +281,7 @@ bool SqDatabase::executeStatements(std::string_view sql, const SqExecuteStatemen
 }
 
 void SqDatabase::makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block) {
+  if (!databaseExists()) return;
   SqFunctionBlock& kept = openFunctions_.emplace_back(std::move(block));
   sqlite3_create_function(db_, std::string(name).c_str(), maximumArguments, SQLITE_UTF8, &kept,
                           &SqDBBlockSQLiteCallBackFunction, nullptr, nullptr);

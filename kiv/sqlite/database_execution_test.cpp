@@ -126,6 +126,10 @@ TEST_F(SqExecutionTest, ExecuteStatementsRunsBatchesAndReportsRows) {
   EXPECT_FALSE(db->executeStatements("insert into t values (3, 'z', null); bogus;"));
   EXPECT_EQ(log.lines(), (Lines{"Error inserting batch: near \"bogus\": syntax error"}));
   EXPECT_EQ(db->intForQuery("select count(*) from t"), 3);
+  // Text without a statement is a clear failure.
+  EXPECT_FALSE(db->executeUpdate(""));
+  EXPECT_FALSE(db->executeQuery("-- nothing")->next());
+  EXPECT_TRUE(log.contains("(21: "));
 }
 
 }  // namespace

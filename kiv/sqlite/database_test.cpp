@@ -47,7 +47,10 @@ TEST_F(SqDatabaseTest, ClosedConnectionRefusesWorkAndReopens) {
   EXPECT_FALSE(db->goodConnection());
   EXPECT_EQ(db->executeQuery("select 1"), nullptr);
   EXPECT_FALSE(db->executeUpdate("delete from t"));
-  EXPECT_EQ(log.count(notOpen()), 2u);
+  db->makeFunctionNamed("f", 0, [](sqlite3_context*, int, sqlite3_value**) {});
+  EXPECT_EQ(log.count(notOpen()), 3u);
+  EXPECT_EQ(db->lastInsertRowId() + db->changes(), 0);
+  EXPECT_FALSE(db->executeStatements("select 1"));
   ASSERT_TRUE(db->open());
   EXPECT_TRUE(db->executeUpdate("insert into t (name) values ('again')"));
 }
