@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "kiv/collection/db_collection.hpp"
+#include "kiv/collection/simple_database.hpp"
+#include "kiv/testing/test_support.hpp"
+
+namespace kiv {
+namespace {
+
+constexpr int kThreads = 4;
+
+// Runs body(thread index) on kThreads threads at once and waits for them.
+template <class Body>
+void onThreads(Body body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) threads.emplace_back(body, t);
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(OxSimpleDatabaseConcurrencyTest, ThreadsGetOneCollectionPerName) {
+  testing::TempDir dir;
+  Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(dir.file("c.db"));
+  std::vector<std::vector<OxDbCollection*>> seen(kThreads);
+  onThreads([&](int t) {
+    for (int i = 0; i < 200; ++i) seen[t].push_back(db->collection("t" + std::to_string(i % 10)).get());
+  });
+  for (int t = 1; t < kThreads; ++t) EXPECT_EQ(seen[t], seen[0]);
+  EXPECT_EQ(std::set<OxDbCollection*>(seen[0].begin(), seen[0].end()).size(), 10u);
+}
+
+TEST(OxSimpleDatabaseConcurrencyTest, ThreadsWriteAndReadThroughOneQueueInNestedTransactions) {
+  testing::TempDir dir;
+  Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(dir.file("c.db"));
+  ASSERT_TRUE(db->executeUpdate("create table t (id INTEGER PRIMARY KEY, thread INTEGER)"));
+  constexpr int kRows = 100;
+  onThreads([&](int t) {
+    Ref<OxDbCollection> rows = db->collection("t");
+    for (int i = 0; i < kRows; ++i) {
+      db->beginTransaction();
+      EXPECT_TRUE(rows->upsert({{"id", t * kRows + i}, {"thread", t}}));
+      db->commit();
+      EXPECT_GE(rows->findCount("thread=" + std::to_string(t), ""), i + 1);
+    }
+  });
+  EXPECT_EQ(db->transactionCounter(), 0);
+  EXPECT_FALSE(db->inDatabase([](SqDatabase& connection) { return connection.inTransaction(); }));
+  EXPECT_EQ(db->collection("t")->findCount("", ""), kThreads * kRows);
+}
+
+}  // namespace
+}  // namespace kiv
