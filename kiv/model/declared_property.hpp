@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -303,19 +304,25 @@ T unbox(const Value& v) {
   }
 }
 
+// The encoding character of a number or boolean type (enums as their underlying type).
 template <class T>
-T fromScalar(const ScalarArgument& a) {
+constexpr char numberCode() {
   if constexpr (std::is_enum_v<T>) {
-    return static_cast<T>(fromScalar<std::underlying_type_t<T>>(a));
-  } else if constexpr (std::is_same_v<T, bool>) {
-    return a.b;
-  } else if constexpr (std::is_integral_v<T>) {
-    constexpr char code = integerCode<T>();
-    return static_cast<T>(code == 'c' || code == 's' || code == 'i' || code == 'q' ? a.i : a.u);
-  } else if constexpr (std::is_same_v<T, long double>) {
-    return a.ld;
+    return numberCode<std::underlying_type_t<T>>();
   } else {
-    return static_cast<T>(a.d);
+    return encodingOf<T>()[0];
+  }
+}
+
+// The value as descriptors set a number: read as key-value access reads it, except that a NaN or
+// infinite floating-point value (after narrowing to the declared type) is 0.
+template <class T>
+T descriptorNumber(const Value& v) {
+  if constexpr (std::is_floating_point_v<T>) {
+    const double d = std::is_same_v<T, float> ? double{v.floatValue()} : v.doubleValue();
+    return std::isfinite(d) ? static_cast<T>(d) : T{0};
+  } else {
+    return unbox<T>(v);
   }
 }
 
@@ -333,13 +340,16 @@ struct Accessors {
   }
   static Value get(const KivModel& model) { return box(static_cast<const C&>(model).*Field); }
   static void set(KivModel& model, const Value& value) { store(model, unbox<T>(value)); }
-  static void setScalar(KivModel& model, const ScalarArgument& value) {
-    store(model, fromScalar<T>(value));
+  static void setNumber(KivModel& model, const Value& value) {
+    store(model, descriptorNumber<T>(value));
+    // A 32-bit signed property is set a second time from the unsigned reading of the value:
+    // the same bits, so the same value for every number that fits.
+    if constexpr (numberCode<T>() == 'i') store(model, static_cast<T>(value.unsignedIntValue()));
   }
 
   static constexpr PropertyAccessors table() {
     if constexpr (kIsNumber<T>) {
-      return {&get, &set, &setScalar};
+      return {&get, &set, &setNumber};
     } else if constexpr (kHasValueForm<T>) {
       return {&get, &set, nullptr};
     } else {

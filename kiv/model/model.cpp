@@ -1,41 +1,13 @@
 #include "kiv/model/model.hpp"
 
-#include <cmath>
 #include <cstdio>
 
 namespace kiv {
 
 namespace {
 
-// A finite number as it is, NaN and infinities as 0.
-double finiteOrZero(double v) { return std::isfinite(v) ? v : 0.0; }
-
 Value valueOf(const KivModel& model, const Property& property) {
   return property.accessors.get ? property.accessors.get(model) : Value();
-}
-
-// The scalar of a number or boolean type code read from `value`, in the member of the code's
-// group; false for codes that are not numbers.
-bool readScalar(KivEncodingType code, const Value& value, ScalarArgument& out) {
-  switch (code) {
-    case KivEncodingTypeBool: out.b = value.boolValue(); return true;
-    case KivEncodingTypeInt8: out.i = value.charValue(); return true;
-    case KivEncodingTypeUInt8: out.u = value.unsignedCharValue(); return true;
-    case KivEncodingTypeInt16: out.i = value.shortValue(); return true;
-    case KivEncodingTypeUInt16: out.u = value.unsignedShortValue(); return true;
-    case KivEncodingTypeInt32: out.i = value.intValue(); return true;
-    case KivEncodingTypeUInt32: out.u = value.unsignedIntValue(); return true;
-    case KivEncodingTypeInt64: out.i = value.longLongValue(); return true;
-    case KivEncodingTypeUInt64: out.u = value.unsignedLongLongValue(); return true;
-    case KivEncodingTypeFloat: out.d = finiteOrZero(value.floatValue()); return true;
-    case KivEncodingTypeDouble: out.d = finiteOrZero(value.doubleValue()); return true;
-    case KivEncodingTypeLongDouble: out.ld = finiteOrZero(value.doubleValue()); return true;
-    default: return false;
-  }
-}
-
-bool isNumberCode(KivEncodingType code) {
-  return code >= KivEncodingTypeBool && code <= KivEncodingTypeLongDouble;
 }
 
 // KivModel is registered by name with the model classes.
@@ -53,34 +25,26 @@ void KivModel::kiv_setValue(const Value& value, const KivProPertyInfo& info) {
   if (!isInstanceOf(info.declaringClass())) return;
   const PropertyAccessors& access = info.property().accessors;
   if (info.cls()) {
-    if (access.set) access.set(*this, value.isNull() ? Value() : value);
+    if (!access.set) return;
+    if (value.isNull()) {
+      access.set(*this, Value());
+    } else {
+      access.set(*this, value);
+    }
     return;
   }
   const KivEncodingType code = info.type() & KivEncodingTypeMask;
   if (code == KivEncodingTypeUnknown) {
     setValue(value, info.name().view());
-    return;
+  } else if (isNumberCode(code) && access.setNumber) {
+    access.setNumber(*this, value);
   }
-  ScalarArgument scalar;
-  if (!access.setScalar || !readScalar(code, value, scalar)) return;
-  if (code == KivEncodingTypeInt32) {
-    // A 32-bit signed property is set twice: with the signed reading, then with the unsigned
-    // reading of the same bits, which stores the same value.
-    access.setScalar(*this, scalar);
-    scalar.i = value.unsignedIntValue();
-  }
-  access.setScalar(*this, scalar);
 }
 
-Value KivModel::kiv_valueForInfo(const KivProPertyInfo& info) const {
-  if (!isInstanceOf(info.declaringClass()) || !flag_.needMergeAt(info.mergeIdx())) return Value();
-  // A NaN or infinite number comes back as itself, as key-value access would read it.
-  Value value;
-  if (info.cls() || isNumberCode(info.type() & KivEncodingTypeMask)) {
-    value = valueOf(*this, info.property());
-  }
-  if (value.isAbsent() && !info.cls()) value = valueForKey(info.name().view());
-  return value.isAbsent() ? Value::null() : value;
+Value KivModel::objectForInfo(const KivProPertyInfo& info) const {
+  Value value = info.cls() ? valueOf(*this, info.property()) : valueForKey(info.name().view());
+  if (value.isAbsent()) value = Value::null();
+  return value;
 }
 
 void KivModel::mergeFrom(const KivModel& other) {
@@ -112,7 +76,7 @@ Value KivModel::valueForKey(std::string_view key) const {
 void KivModel::setValue(const Value& value, std::string_view key) {
   const Property* property = propertyForKey(key);
   if (!property || !property->accessors.set) return;
-  if (value.isAbsent() && property->accessors.setScalar) {
+  if (value.isAbsent() && property->accessors.setNumber) {
     setNilValueForKey(key);
     return;
   }
@@ -131,7 +95,13 @@ std::string KivModel::description() const {
   });
   char address[32];
   std::snprintf(address, sizeof address, "%p", static_cast<const void*>(this));
-  return "<" + std::string(modelClass().name()) + ": " + address + "> " + values.description();
+  std::string text = "<";
+  text += modelClass().name();
+  text += ": ";
+  text += address;
+  text += "> ";
+  text += values.description();
+  return text;
 }
 
 std::size_t KivModel::hash() const {

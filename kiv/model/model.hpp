@@ -66,8 +66,8 @@ class KivModel : public Object {
 
   // The record of KivModel itself; every model class has its own kivClass().
   static const ModelClass& kivClass();
-  // The record of this object's class.
-  virtual const ModelClass& modelClass() const { return kivClass(); }
+  // The record of this object's class (while a base class is being constructed, that base).
+  const ModelClass& modelClass() const noexcept { return *class_; }
 
   // --- Hooks (static; see above) ------------------------------------------------------------
 
@@ -91,11 +91,13 @@ class KivModel : public Object {
   // Sets one property from a value, through its setter:
   // - an object property whose class is known gets the value unconverted (the null as absent;
   //   a value of another kind stores absent);
-  // - a number or boolean property gets the value converted leniently to its type: a 32-bit
-  //   signed property is set twice, with the signed and then with the unsigned 32-bit reading
-  //   of the value (the same bits); 64-bit integers keep every digit (numbers hold 64-bit
-  //   integers exactly, so no separate decimal reading is needed); a NaN or infinite float,
-  //   double or long double becomes 0;
+  // - a number or boolean property gets the value read leniently as its declared type (the
+  //   type whose code the descriptor holds): a 32-bit signed property is set twice, with the
+  //   signed and then with the unsigned 32-bit reading of the value (the same bits, except for
+  //   strings, whose unsigned reading takes the whole string: "4294967295" stores -1 and
+  //   "12abc" stores 0);
+  //   64-bit integers keep every digit (numbers hold 64-bit integers exactly, so no separate
+  //   decimal reading is needed); a NaN or infinite float, double or long double becomes 0;
   // - any other object, block, class, selector, pointer, structure, union, C string or array
   //   property is not set;
   // - a property of unknown type is set by key-value access under its name.
@@ -104,7 +106,14 @@ class KivModel : public Object {
   // The value of one property: absent when it was never set on this object; else the object, a
   // number of the property's kind, or the value read by key-value access under its name; the
   // null when that is absent.
-  Value kiv_valueForInfo(const KivProPertyInfo& info) const;
+  Value kiv_valueForInfo(const KivProPertyInfo& info) const {
+    if (!flag_.needMergeAt(info.mergeIdx()) || !isInstanceOf(info.declaringClass())) return Value();
+    // Numbers, the common case, are boxed in place (a NaN or infinite one comes back as itself,
+    // as key-value access would read it).
+    const auto get = info.property().accessors.get;
+    if (!info.cls() && get && isNumberCode(info.type() & KivEncodingTypeMask)) return get(*this);
+    return objectForInfo(info);
+  }
   // Copies the properties that are set on `other` into this object and marks them set, over
   // the class levels that both objects have, starting at this object's class (at other's class
   // when this object's class derives from it). Unset properties of `other` change nothing.
@@ -135,10 +144,24 @@ class KivModel : public Object {
   // Marks the merge bit of a generated setter's property (see MergeSlot).
   void kivMarkSet(const MergeSlot& slot) noexcept { slot.mark(flag_); }
 
+  // Records the class of an object under construction. Every model class has one (KIV_MODEL)
+  // and each is initialised with its class's members, so the most derived class stamps last.
+  struct ClassStamp {
+    ClassStamp(KivModel* model, const ModelClass& cls) noexcept { model->class_ = &cls; }
+  };
+
  private:
-  bool isInstanceOf(const Class& cls) const noexcept { return modelClass().isSubclassOfClass(cls); }
+  bool isInstanceOf(const Class& cls) const noexcept {
+    return class_ == &cls || class_->isSubclassOfClass(cls);
+  }
+  static bool isNumberCode(KivEncodingType code) noexcept {
+    return code >= KivEncodingTypeBool && code <= KivEncodingTypeLongDouble;
+  }
+  // kiv_valueForInfo() of a property that is not a number.
+  Value objectForInfo(const KivProPertyInfo& info) const;
   const Property* propertyForKey(std::string_view key) const noexcept;
 
+  const ModelClass* class_ = &kivClass();
   KivFlag flag_;
 };
 
@@ -208,17 +231,17 @@ struct ModelAccess {
     return record;                                                                            \
   }                                                                                           \
   static const ::kiv::KivClassInfo& kiv_classInfo() { return kivClass().kiv_classInfo(); }   \
-  const ::kiv::ModelClass& modelClass() const override {                                      \
-    static_assert(std::is_same_v<std::remove_cvref_t<decltype(*this)>, Class>,                \
-                  "KIV_MODEL must name the class it is written in");                          \
-    static_assert(std::is_base_of_v<Super, Class> && !std::is_same_v<Super, Class>,           \
-                  "KIV_MODEL must name the class's superclass");                             \
-    return kivClass();                                                                        \
-  }                                                                                           \
                                                                                               \
  private:                                                                                     \
   friend struct ::kiv::detail::ModelAccess;                                                   \
   using kivSelf = Class;                                                                      \
+  [[no_unique_address]] ClassStamp kivStamp{this, kivClass()};                                \
+  void kivCheckDeclaration() {                                                                \
+    static_assert(std::is_same_v<std::remove_cvref_t<decltype(*this)>, Class>,                \
+                  "KIV_MODEL must name the class it is written in");                          \
+    static_assert(std::is_base_of_v<Super, Class> && !std::is_same_v<Super, Class>,           \
+                  "KIV_MODEL must name the class's superclass");                             \
+  }                                                                                           \
   static constexpr int kivPropertyBase = __COUNTER__;                                         \
   static void kivProperty() = delete;                                                         \
   static inline const ::kiv::ModelClass& kivRegistration = kivClass();

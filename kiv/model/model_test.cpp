@@ -114,6 +114,9 @@ TEST(ModelTest, ThirtyTwoBitSignedPropertiesAreSetTwiceWithTheSameBits) {
   EXPECT_EQ(roundTrip("4294967295", "i32"), Value(-1));
   EXPECT_EQ(roundTrip(4294967295LL, "i32"), Value(-1));
   EXPECT_EQ(roundTrip("-7", "i32"), Value(-7));
+  EXPECT_EQ(roundTrip("12abc", "i32"), Value(0));  // no whole-string number: unsigned 0
+  EXPECT_EQ(roundTrip("12abc", "i64"), Value(12));
+  EXPECT_EQ(roundTrip(-1.5, "i32"), Value(-1));
 }
 
 TEST(ModelTest, SixtyFourBitPropertiesKeepEveryDigit) {

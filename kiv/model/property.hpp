@@ -8,7 +8,6 @@
 #ifndef KIV_MODEL_PROPERTY_HPP_
 #define KIV_MODEL_PROPERTY_HPP_
 
-#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -18,17 +17,6 @@
 namespace kiv {
 
 class KivModel;
-
-// A number on its way to a generated setter, in the widest type of the setter's group: `b` for
-// bool, `i` for signed integers, `u` for unsigned integers, `d` for float and double, `ld` for
-// long double. Exactly the member of the setter's group is set.
-union ScalarArgument {
-  bool b;
-  std::int64_t i;
-  std::uint64_t u;
-  double d;
-  long double ld;
-};
 
 // Type-erased access to one property of a model object of the declaring class (or a subclass).
 struct PropertyAccessors {
@@ -40,8 +28,10 @@ struct PropertyAccessors {
   // read-only property's field is stored directly, without recording. Does nothing for types
   // without a Value form.
   void (*set)(KivModel& model, const Value& value) = nullptr;
-  // Calls the setter with a number (see ScalarArgument); only for numbers and booleans.
-  void (*setScalar)(KivModel& model, const ScalarArgument& value) = nullptr;
+  // Stores a number read from a Value as descriptors set numbers (KivModel::kiv_setValue):
+  // leniently, NaN and infinities as 0, and a 32-bit signed integer twice, with the signed and
+  // then with the unsigned reading of the value. Only for numbers and booleans.
+  void (*setNumber)(KivModel& model, const Value& value) = nullptr;
 };
 
 struct Property {
