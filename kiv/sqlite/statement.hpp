@@ -75,9 +75,9 @@ class SqStatement : public Object {
   std::string query_;
   std::int64_t useCount_ = 0;
   bool inUse_ = false;
-  std::vector<Value> boundValues_;        // indexed by column - 1
+  std::vector<Value> boundValues_;           // indexed by column - 1
   std::vector<std::string> parameterNames_;  // indexed by column - 1; read on first use
-  std::size_t nextParameter_ = 0;        // where the next parameter search starts
+  std::size_t nextParameter_ = 0;            // where the next parameter search starts
 };
 
 }  // namespace kiv
