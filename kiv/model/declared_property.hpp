@@ -223,17 +223,24 @@ constexpr std::string attributeText(std::string_view name, std::string_view gett
   return text;
 }
 
-// The attribute text as a constant array.
+// The attribute text as a constant array, evaluated once into a buffer and then cut to size.
 template <class T, Literal Name, Literal Getter, Literal Setter, bool Readonly>
 struct AttributeText {
-  static constexpr std::string text() {
-    return attributeText<T>(Name.view(), Getter.view(), Setter.view(), Readonly);
-  }
-  static constexpr std::size_t kSize = text().size();
-  static constexpr std::array<char, kSize + 1> kChars = [] {
-    std::array<char, kSize + 1> chars{};
-    const std::string t = text();
-    std::copy(t.begin(), t.end(), chars.begin());
+  struct Buffer {
+    std::array<char, 512> chars{};
+    std::size_t size = 0;
+  };
+  static constexpr Buffer kBuffer = [] {
+    Buffer buffer;
+    const std::string text = attributeText<T>(Name.view(), Getter.view(), Setter.view(), Readonly);
+    buffer.size = text.size();
+    if (buffer.size < buffer.chars.size()) std::copy(text.begin(), text.end(), buffer.chars.begin());
+    return buffer;
+  }();
+  static_assert(kBuffer.size < kBuffer.chars.size(), "attribute text too long");
+  static constexpr std::array<char, kBuffer.size + 1> kChars = [] {
+    std::array<char, kBuffer.size + 1> chars{};
+    std::copy_n(kBuffer.chars.begin(), kBuffer.size, chars.begin());
     return chars;
   }();
 };
