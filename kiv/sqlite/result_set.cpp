@@ -81,9 +81,10 @@ String SqResultSet::columnNameForIndex(int columnIndex) const {
 }
 
 const std::vector<String>& SqResultSet::columnNames() {
-  if (columnNames_.empty()) {
-    const int count = columnCount();
-    columnNames_.reserve(static_cast<std::size_t>(count));
+  // Read again if the statement was prepared anew (a schema change) with other columns.
+  const int count = columnCount();
+  if (columnNames_.size() != static_cast<std::size_t>(count)) {
+    columnNames_.clear();
     for (int i = 0; i < count; ++i) columnNames_.push_back(columnNameForIndex(i));
   }
   return columnNames_;

@@ -124,7 +124,7 @@ class SqResultSet : public Object {
   // gives no pointer.
   std::optional<std::string_view> textAt(int columnIndex) const;
   std::optional<std::string_view> blobAt(int columnIndex) const;
-  // The columns' names as SQLite gives them, read once.
+  // The columns' names as SQLite gives them, read on first use.
   const std::vector<String>& columnNames();
   // Logs a failed step and closes.
   void stepFailed(int code, const char* label);
