@@ -138,6 +138,19 @@ TEST_F(OxSimpleDatabaseTest, SchemaHelpersWriteNamesUnquoted) {
   EXPECT_EQ(sql(), "DROP TABLE t\nDROP TABLE t");
 }
 
+TEST_F(OxSimpleDatabaseTest, CachedStatementsFollowSchemaChangesAndStayBounded) {
+  Ref<OxDbCollection> t = db->collection("t");
+  EXPECT_TRUE(t->upsert({{"v", 1}}));
+  ASSERT_TRUE(t->drop("t"));
+  table("t", "v, w");
+  EXPECT_TRUE(t->upsert({{"v", 2}}));  // the cached text is prepared again for the new table
+  EXPECT_EQ(onDisk("select * from t"), "2|NULL");
+
+  for (int i = 0; i < 300; ++i) t->findOne("v=" + std::to_string(i));
+  EXPECT_LE(db->inDatabase([](SqDatabase& connection) { return connection.cachedStatements()->size(); }),
+            kOxMaxCachedStatements);
+}
+
 TEST_F(OxSimpleDatabaseTest, AFileThatDoesNotOpenGivesADatabaseWhoseStatementsFail) {
   Ref<OxSimpleDatabase> broken = OxSimpleDatabase::databaseWithPath(dir.file("missing/dir/x.db"));
   EXPECT_TRUE(log.contains("Could not create database queue for path"));
