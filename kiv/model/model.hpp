@@ -13,7 +13,9 @@
 //     static kiv::Value kiv_key() { return "itemId"; }
 //   };
 //
-// KIV_PROPERTY(Type, name, setName) declares the field `name_`, the getter `name()` and the
+// KIV_MODEL(Class, Super) declares the class's record, Class::kivClass(), and its descriptor,
+// Class::kiv_classInfo(); Super is the direct superclass (the compiler checks that Class is the
+// class the macro is written in and that Super is one of its bases). KIV_PROPERTY(Type, name, setName) declares the field `name_`, the getter `name()` and the
 // setter `setName(value)`, and records the property with its attribute text (see
 // declared_property.hpp). The setter's name is written out so that it can be found in the
 // source; it must be "set" + the capitalised name, which is checked at compile time.
@@ -95,9 +97,9 @@ class KivModel : public Object {
   //   type whose code the descriptor holds): a 32-bit signed property is set twice, with the
   //   signed and then with the unsigned 32-bit reading of the value (the same bits, except for
   //   strings, whose unsigned reading takes the whole string: "4294967295" stores -1 and
-  //   "12abc" stores 0);
-  //   64-bit integers keep every digit (numbers hold 64-bit integers exactly, so no separate
-  //   decimal reading is needed); a NaN or infinite float, double or long double becomes 0;
+  //   "12abc" stores 0); 64-bit integers keep every digit (numbers hold 64-bit integers
+  //   exactly, so no separate decimal reading is needed); a NaN or infinite float, double or
+  //   long double becomes 0;
   // - any other object, block, class, selector, pointer, structure, union, C string or array
   //   property is not set;
   // - a property of unknown type is set by key-value access under its name.

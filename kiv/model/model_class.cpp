@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "kiv/foundation/spin_lock.hpp"
+#include "kiv/model/class_info.hpp"
 #include "kiv/model/model.hpp"
 
 namespace kiv {

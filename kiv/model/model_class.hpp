@@ -16,10 +16,10 @@
 #include "kiv/foundation/object.hpp"
 #include "kiv/foundation/value.hpp"
 #include "kiv/model/class.hpp"
-#include "kiv/model/class_info.hpp"
 
 namespace kiv {
 
+class KivClassInfo;
 class KivModel;
 
 // The class-level hooks of one model class, as the record calls them.
