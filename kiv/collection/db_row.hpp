@@ -13,6 +13,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kiv/foundation/dictionary.hpp"
@@ -47,6 +48,12 @@ class OxDbRow : public Object, public OxDictionaryAccessor {
   void accessorSetObject(const Value& value, std::string_view key) override;
 
  private:
+  friend class OxSimpleDatabase;
+  // A row that takes over a dictionary that nothing else holds (a result set's fresh row): reads
+  // skip the copy.
+  struct TakeOver {};
+  OxDbRow(TakeOver, MutableDictionary dictionary) : dataDict_(std::move(dictionary)) {}
+
   MutableDictionary dataDict_;
 };
 

@@ -3,18 +3,6 @@
 #include "kiv/collection/db_collection.hpp"
 
 namespace kiv {
-namespace {
-
-// Every row of the result set, then closes it; none without a result set.
-OxDbRows rowsOf(const Ref<SqResultSet>& resultSet) {
-  OxDbRows rows;
-  if (!resultSet) return rows;
-  while (resultSet->next()) rows.push_back(makeRef<OxDbRow>(resultSet->resultDictionary()));
-  resultSet->close();
-  return rows;
-}
-
-}  // namespace
 
 Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path) {
   return makeRef<OxSimpleDatabase>(path);
@@ -82,6 +70,16 @@ Error OxSimpleDatabase::lastError() const {
 }
 
 // --- Statements ----------------------------------------------------------------------------------
+
+OxDbRows OxSimpleDatabase::rowsOf(const Ref<SqResultSet>& resultSet) {
+  OxDbRows rows;
+  if (!resultSet) return rows;
+  while (resultSet->next()) {
+    rows.push_back(Ref<OxDbRow>(new OxDbRow(OxDbRow::TakeOver{}, resultSet->resultDictionary())));
+  }
+  resultSet->close();
+  return rows;
+}
 
 OxDbRows OxSimpleDatabase::executeQuery(std::string_view sql) {
   return inDatabase([&](SqDatabase& db) { return rowsOf(db.executeQuery(sql)); });

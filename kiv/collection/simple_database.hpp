@@ -132,6 +132,8 @@ class OxSimpleDatabase : public Object {
   OxDbRows getList(std::string_view search, std::string_view tableName, std::string_view findId);
 
  private:
+  // Every row of the result set, which it then closes; none without a result set.
+  static OxDbRows rowsOf(const Ref<SqResultSet>& resultSet);
   // Whether the query's first row has a non-zero "count".
   bool countIsNotZero(const std::string& sql);
   // Empties the statement cache when it holds more than kOxMaxCachedStatements texts and no result
