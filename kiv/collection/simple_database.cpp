@@ -108,9 +108,10 @@ bool OxSimpleDatabase::executeUpdateWithParameterDictionary(std::string_view sql
 bool OxSimpleDatabase::executeUpdates(const std::vector<std::string>& sqls) {
   beginTransaction();
   std::string joined;
+  const char* separator = "";
   for (const std::string& sql : sqls) {
-    if (!joined.empty()) joined += ';';
-    joined += sql;
+    joined.append(separator).append(sql);
+    separator = ";";
   }
   const bool ran = inDatabase([&](SqDatabase& db) { return db.executeStatements(joined); });
   commitTransaction();
