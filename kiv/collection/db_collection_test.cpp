@@ -166,13 +166,5 @@ TEST_F(OxDbCollectionTest, DropDropsTheNamedTableNotItsOwn) {
   EXPECT_TRUE(people->exists());
 }
 
-TEST_F(OxDbCollectionTest, BatchWritesInsideACountedTransactionAreAllOrNothing) {
-  db->beginTransaction();
-  EXPECT_TRUE(people->batchUpsert({{{"id", 5}}, {{"id", 6}}}));
-  db->rollback();
-  db->commit();
-  EXPECT_EQ(people->findCount("", ""), 4);
-}
-
 }  // namespace
 }  // namespace kiv

@@ -7,16 +7,6 @@
 namespace kiv {
 namespace {
 
-TEST(OxDbRowTest, NullColumnsReadAsAbsentAndGettersCheckKinds) {
-  const OxDbRow row(Dictionary{{"name", Value::null()}, {"age", "12abc"}, {"id", 7}});
-  EXPECT_TRUE(row.objectForKey("name").isAbsent());
-  EXPECT_TRUE(row.dataDict()["name"].isNull());
-  EXPECT_EQ(row.stringForKey("name", "none").stringView(), "none");
-  EXPECT_EQ(row.intForKey("age", 0), 12);
-  EXPECT_TRUE(row.stringForKey("id").isAbsent());  // a number is not a string
-  EXPECT_EQ(row.description(), row.dataDict().description());
-}
-
 TEST(OxDbRowTest, DateForKeyReadsDatesAndSecondsElseTheDefault) {
   const Value fallback = Value::date(1);
   const OxDbRow row(Dictionary{{"date", Value::date(5)}, {"seconds", 1449000000.5}, {"text", "2015"}});
