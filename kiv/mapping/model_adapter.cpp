@@ -16,7 +16,15 @@ void fillLevel(KivModel& model, const PropertyMapping& mapping, const Dictionary
 
 void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
   for (const PropertyMapping::Entry& entry : mapping) {
-    kiv_setValue(out, entry.record->JSONValue(model), entry.keyPath.view());
+    Value value = entry.record->JSONValue(model);
+    const std::string_view keyPath = entry.keyPath.view();
+    if (keyPath.find('.') == std::string_view::npos && out.objectForKey(keyPath).isAbsent()) {
+      // A new plain key is stored as kiv_setValue would store it, under the mapping's own key
+      // string, which the output then shares instead of copying.
+      out.setObject(std::move(value), entry.keyPath);
+    } else {
+      kiv_setValue(out, value, keyPath);
+    }
   }
 }
 
@@ -71,8 +79,9 @@ MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model
   if (!model) return MutableDictionary();
   const NestingGuard nesting;
   if (nesting.tooDeep()) return MutableDictionary();
-  const MutableDictionary out = MutableDictionary::dictionary();
-  forEachModelLevel(model->modelClass(), [&](const ModelClass& level) {
+  const ModelClass& cls = model->modelClass();
+  const MutableDictionary out = MutableDictionary::dictionary(propertyMappingFor(cls).count());
+  forEachModelLevel(cls, [&](const ModelClass& level) {
     writeLevel(out, propertyMappingFor(level), *model);
   });
   return out;

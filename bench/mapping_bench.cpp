@@ -1,0 +1,356 @@
+// JSON to models and back, against nlohmann::json filling and dumping equivalent plain structs in
+// the same binary. The data is twitter.json's statuses, each with its nested user, hashtags and
+// two text dates (skipped when ../shared/data is missing).
+//
+// Both sides read the same fields with the same date parser (kiv::DateFormatter), so the ratios
+// compare JSON handling and mapping. Counters: models/s counts statuses, users and hashtags;
+// time/property is the time per property set (or written).
+#include <benchmark/benchmark.h>
+
+#include <nlohmann/json.hpp>
+
+#include <bit>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "bench_support.hpp"
+#include "examples/timeline_models.hpp"
+#include "kiv/foundation/json.hpp"
+#include "kiv/mapping/model_adapter.hpp"
+
+namespace {
+
+using kiv::bench::requireData;
+using timeline::TimelineHashtag;
+using timeline::TimelineStatus;
+using timeline::TimelineUser;
+
+// --- The baseline: plain structs through nlohmann::json --------------------------------------
+
+struct PlainHashtag {
+  std::string text;
+  std::vector<std::int64_t> indices;
+};
+
+struct PlainUser {
+  std::int64_t id = 0;
+  std::string screenName, name, location, profileLocation, description;
+  std::int32_t followersCount = 0, friendsCount = 0, statusesCount = 0;
+  bool verified = false;
+  double createdAt = 0;
+};
+
+struct PlainStatus {
+  std::int64_t id = 0;
+  std::string idStr, text, lang;
+  double createdAt = 0;
+  std::int32_t favoriteCount = 0, retweetCount = 0;
+  bool favorited = false;
+  std::int64_t inReplyToStatusId = 0;
+  PlainUser user;
+  std::vector<PlainHashtag> hashtags;
+};
+
+using nlohmann::json;
+
+// A careful reader: a field that is missing or of another type keeps its default.
+template <class T>
+void read(const json& j, const char* key, T& out) {
+  const auto it = j.find(key);
+  if (it == j.end()) return;
+  if constexpr (std::is_same_v<T, std::string>) {
+    if (it->is_string()) out = it->template get_ref<const std::string&>();
+  } else if constexpr (std::is_same_v<T, bool>) {
+    if (it->is_boolean()) out = it->template get<bool>();
+  } else {
+    if (it->is_number()) out = it->template get<T>();
+  }
+}
+
+double readDate(const json& j, const char* key) {
+  static const kiv::DateFormatter apiFormat("EEE MMM dd HH:mm:ss Z yyyy");
+  const auto it = j.find(key);
+  if (it == j.end()) return 0;
+  if (it->is_number()) return it->get<double>();
+  if (!it->is_string()) return 0;
+  return apiFormat.dateFromString(it->get_ref<const std::string&>()).timeIntervalSince1970();
+}
+
+void from_json(const json& j, PlainHashtag& h) {
+  read(j, "text", h.text);
+  if (const auto it = j.find("indices"); it != j.end() && it->is_array()) {
+    for (const json& i : *it) h.indices.push_back(i.is_number() ? i.get<std::int64_t>() : 0);
+  }
+}
+
+void from_json(const json& j, PlainUser& u) {
+  read(j, "id", u.id);
+  read(j, "screen_name", u.screenName);
+  read(j, "name", u.name);
+  read(j, "location", u.location);
+  if (const auto it = j.find("profile"); it != j.end() && it->is_object()) read(*it, "location", u.profileLocation);
+  read(j, "description", u.description);
+  read(j, "followers_count", u.followersCount);
+  read(j, "friends_count", u.friendsCount);
+  read(j, "statuses_count", u.statusesCount);
+  read(j, "verified", u.verified);
+  u.createdAt = readDate(j, "created_at");
+}
+
+void from_json(const json& j, PlainStatus& s) {
+  read(j, "id", s.id);
+  read(j, "id_str", s.idStr);
+  read(j, "text", s.text);
+  read(j, "lang", s.lang);
+  s.createdAt = readDate(j, "created_at");
+  read(j, "favorite_count", s.favoriteCount);
+  read(j, "retweet_count", s.retweetCount);
+  read(j, "favorited", s.favorited);
+  read(j, "in_reply_to_status_id", s.inReplyToStatusId);
+  if (const auto it = j.find("user"); it != j.end() && it->is_object()) s.user = it->get<PlainUser>();
+  if (const auto e = j.find("entities"); e != j.end() && e->is_object()) {
+    if (const auto h = e->find("hashtags"); h != e->end() && h->is_array()) {
+      for (const json& tag : *h) {
+        if (tag.is_object()) s.hashtags.push_back(tag.get<PlainHashtag>());
+      }
+    }
+  }
+}
+
+void to_json(json& j, const PlainHashtag& h) { j = json{{"text", h.text}, {"indices", h.indices}}; }
+
+void to_json(json& j, const PlainUser& u) {
+  j = json{{"id", u.id},
+           {"screen_name", u.screenName},
+           {"name", u.name},
+           {"location", u.location},
+           {"description", u.description},
+           {"followers_count", u.followersCount},
+           {"friends_count", u.friendsCount},
+           {"statuses_count", u.statusesCount},
+           {"verified", u.verified},
+           {"created_at", u.createdAt}};
+}
+
+void to_json(json& j, const PlainStatus& s) {
+  j = json{{"id", s.id},
+           {"id_str", s.idStr},
+           {"text", s.text},
+           {"lang", s.lang},
+           {"created_at", s.createdAt},
+           {"favorite_count", s.favoriteCount},
+           {"retweet_count", s.retweetCount},
+           {"favorited", s.favorited},
+           {"in_reply_to_status_id", s.inReplyToStatusId},
+           {"user", s.user},
+           {"entities", {{"hashtags", s.hashtags}}}};
+}
+
+std::vector<PlainStatus> plainStatuses(const json& feed) {
+  std::vector<PlainStatus> out;
+  for (const json& status : feed.at("statuses")) out.push_back(status.get<PlainStatus>());
+  return out;
+}
+
+// --- Kiv ---------------------------------------------------------------------------------------
+
+std::vector<kiv::Ref<TimelineStatus>> kivStatuses(const kiv::Dictionary& feed) {
+  std::vector<kiv::Ref<TimelineStatus>> out;
+  for (const kiv::Value& status : feed["statuses"].asArray()) {
+    out.push_back(kiv::kiv_modelFromDictionary<TimelineStatus>(status.asDictionary()));
+  }
+  return out;
+}
+
+kiv::String kivText(const std::vector<kiv::Ref<TimelineStatus>>& statuses) {
+  const kiv::MutableArray out = kiv::MutableArray::array(statuses.size());
+  for (const auto& status : statuses) out.addObject(kiv::kiv_dictionaryFromModel(status));
+  return out.LxJSON2StringNilOptions();
+}
+
+// --- Data and counters -------------------------------------------------------------------------
+
+const std::optional<std::string>& twitter() {
+  static const std::optional<std::string> text = kiv::bench::sharedData("twitter.json");
+  return text;
+}
+
+// twitter.json's statuses repeated until the text holds at least `megabytes` MB.
+std::string payload(int megabytes) {
+  const kiv::Array statuses = kiv::parseJSON(*twitter()).asDictionary()["statuses"].asArray();
+  const kiv::MutableArray many = kiv::MutableArray::array();
+  std::size_t size = 0;
+  while (size < static_cast<std::size_t>(megabytes) << 20) {
+    for (const kiv::Value& status : statuses) many.addObject(status);
+    size += twitter()->size();
+  }
+  return kiv::MutableDictionary{{"statuses", many}}.LxJSON2StringNilOptions().str();
+}
+
+struct Counts {
+  std::size_t models = 0;
+  std::size_t properties = 0;  // properties set on the models
+};
+
+std::size_t setProperties(const kiv::KivModel& m) {
+  return std::popcount(m.kivFlag().flag1()) + std::popcount(m.kivFlag().flag2());
+}
+
+Counts countsOf(const std::vector<kiv::Ref<TimelineStatus>>& statuses) {
+  Counts c;
+  for (const auto& s : statuses) {
+    c.models += 1;
+    c.properties += setProperties(*s);
+    if (s->user()) {
+      c.models += 1;
+      c.properties += setProperties(*s->user());
+    }
+    for (const kiv::Value& tag : s->hashtags()) {
+      c.models += 1;
+      c.properties += setProperties(*tag.objectAs<TimelineHashtag>());
+    }
+  }
+  return c;
+}
+
+void setCounters(benchmark::State& state, const Counts& c) {
+  state.counters["models/s"] = benchmark::Counter(static_cast<double>(c.models), benchmark::Counter::kIsIterationInvariantRate);
+  // Seconds per property, printed with an SI prefix ("45.2n" is 45.2 ns).
+  state.counters["time/property"] = benchmark::Counter(
+      static_cast<double>(c.properties), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+const Counts& twitterCounts() {
+  static const Counts counts = countsOf(kivStatuses(kiv::parseJSON(*twitter()).asDictionary()));
+  return counts;
+}
+
+// --- JSON text to models -----------------------------------------------------------------------
+
+void BM_TextToModels_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  for (auto _ : state) {
+    auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
+    benchmark::DoNotOptimize(statuses);
+  }
+  setCounters(state, twitterCounts());
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * twitter()->size()));
+}
+BENCHMARK(BM_TextToModels_Kiv);
+
+void BM_TextToStructs_Nlohmann(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  for (auto _ : state) {
+    auto statuses = plainStatuses(json::parse(*twitter()));
+    benchmark::DoNotOptimize(statuses);
+  }
+  setCounters(state, twitterCounts());
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * twitter()->size()));
+}
+BENCHMARK(BM_TextToStructs_Nlohmann);
+
+// --- Parsed document to models -----------------------------------------------------------------
+
+void BM_DictionaryToModels_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const kiv::Dictionary feed = kiv::parseJSON(*twitter()).asDictionary();
+  for (auto _ : state) {
+    auto statuses = kivStatuses(feed);
+    benchmark::DoNotOptimize(statuses);
+  }
+  setCounters(state, twitterCounts());
+}
+BENCHMARK(BM_DictionaryToModels_Kiv);
+
+void BM_DocumentToStructs_Nlohmann(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const json feed = json::parse(*twitter());
+  for (auto _ : state) {
+    auto statuses = plainStatuses(feed);
+    benchmark::DoNotOptimize(statuses);
+  }
+  setCounters(state, twitterCounts());
+}
+BENCHMARK(BM_DocumentToStructs_Nlohmann);
+
+// --- Models to JSON text -----------------------------------------------------------------------
+
+void BM_ModelsToText_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
+  for (auto _ : state) {
+    kiv::String text = kivText(statuses);
+    benchmark::DoNotOptimize(text);
+  }
+  setCounters(state, twitterCounts());
+}
+BENCHMARK(BM_ModelsToText_Kiv);
+
+void BM_StructsToText_Nlohmann(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const auto statuses = plainStatuses(json::parse(*twitter()));
+  for (auto _ : state) {
+    std::string text = json(statuses).dump();
+    benchmark::DoNotOptimize(text);
+  }
+  setCounters(state, twitterCounts());
+}
+BENCHMARK(BM_StructsToText_Nlohmann);
+
+// --- Rows (no baseline: for the storage's budget) ----------------------------------------------
+
+void BM_ModelsToRows_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
+  for (auto _ : state) {
+    for (const auto& s : statuses) benchmark::DoNotOptimize(kiv::KivModelAdapter::DBDictionaryFromModel(s.get()));
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * statuses.size()));
+}
+BENCHMARK(BM_ModelsToRows_Kiv);
+
+void BM_RowsToModels_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  std::vector<kiv::MutableDictionary> rows;
+  for (const auto& s : kivStatuses(kiv::parseJSON(*twitter()).asDictionary())) {
+    rows.push_back(kiv::KivModelAdapter::DBDictionaryFromModel(s.get()));
+  }
+  for (auto _ : state) {
+    for (const auto& row : rows) {
+      benchmark::DoNotOptimize(kiv::KivModelAdapter::modelFromDBDictionary(row, TimelineStatus::kivClass()));
+    }
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * rows.size()));
+}
+BENCHMARK(BM_RowsToModels_Kiv);
+
+// --- Scaling: time per byte stays flat from 1 MB to 50 MB -------------------------------------
+
+void BM_LargePayloadToModels_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const std::string text = payload(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    auto statuses = kivStatuses(kiv::parseJSON(text).asDictionary());
+    benchmark::DoNotOptimize(statuses);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_LargePayloadToModels_Kiv)->Arg(1)->Arg(10)->Arg(50)->Unit(benchmark::kMillisecond);
+
+// The mapping alone, from the parsed payload.
+void BM_LargeDictionaryToModels_Kiv(benchmark::State& state) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const std::string text = payload(static_cast<int>(state.range(0)));
+  const kiv::Dictionary feed = kiv::parseJSON(text).asDictionary();
+  for (auto _ : state) {
+    auto statuses = kivStatuses(feed);
+    benchmark::DoNotOptimize(statuses);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_LargeDictionaryToModels_Kiv)->Arg(1)->Arg(25)->Arg(50)->Arg(100)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
