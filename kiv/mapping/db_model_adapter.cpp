@@ -29,7 +29,8 @@ class StoredProperties : public Object {
     for (const Value& name : names_) {
       if (!name.isString()) continue;
       const String keyPath = keyPaths.objectForKey(name.stringView()).asString();
-      columns_.push_back({name.lowercaseString(), keyPath, mapping.objectForKey(keyPath.view())});
+      const KivValue* record = keyPath.isPresent() ? mapping.objectForKey(keyPath.view()) : nullptr;
+      columns_.push_back({name.lowercaseString(), keyPath, record});
     }
   }
 

@@ -59,6 +59,16 @@ class DbNothingStored : public KivModel {
   static Dictionary kiv_jsonKeyPathsByProperty() { return {{"name", "name"}}; }
 };
 
+// "" is a key path like any other; "unbound" has none and must not pick up its record.
+class DbEmptyKey : public KivModel {
+  KIV_MODEL(DbEmptyKey, KivModel)
+  KIV_PROPERTY(String, bound, setBound)
+  KIV_PROPERTY(String, unbound, setUnbound)
+ public:
+  static Dictionary kiv_jsonKeyPathsByProperty() { return {{"bound", ""}}; }
+  static Array kiv_dbStoreProperty() { return {"bound", "unbound"}; }
+};
+
 Dictionary json(const char* text) { return parseJSON(text).asDictionary(); }
 
 Ref<DbNote> note() {
@@ -178,6 +188,12 @@ TEST(DbModelAdapterTest, StoredPropertyListIsAskedOnceAndCopied) {
   const auto m = makeRef<DbNothingStored>();
   m->setName("n");
   EXPECT_EQ(KivModelAdapter::DBDictionaryFromModel(m.get()).count(), 0u);
+  DbEmptyKey::kiv_classInfo();
+  const auto e = makeRef<DbEmptyKey>();
+  e->setBound("b");
+  e->setUnbound("u");
+  EXPECT_EQ(KivModelAdapter::DBDictionaryFromModel(e.get()), (Dictionary{{"bound", "b"}}));
+
   // The rebuilt JSON dictionary is empty, and an empty dictionary makes no model.
   EXPECT_FALSE(KivModelAdapter::modelFromDBDictionary(Dictionary{{"name", "n"}}, DbNothingStored::kivClass()));
 }

@@ -79,9 +79,8 @@ MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model
   if (!model) return MutableDictionary();
   const NestingGuard nesting;
   if (nesting.tooDeep()) return MutableDictionary();
-  const ModelClass& cls = model->modelClass();
-  const MutableDictionary out = MutableDictionary::dictionary(propertyMappingFor(cls).count());
-  forEachModelLevel(cls, [&](const ModelClass& level) {
+  const MutableDictionary out = MutableDictionary::dictionary();
+  forEachModelLevel(model->modelClass(), [&](const ModelClass& level) {
     writeLevel(out, propertyMappingFor(level), *model);
   });
   return out;
