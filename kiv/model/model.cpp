@@ -21,7 +21,7 @@ const ModelClass& KivModel::kivClass() {
   return record;
 }
 
-void KivModel::kiv_setValue(const Value& value, const KivProPertyInfo& info) {
+void KivModel::setOtherForInfo(const Value& value, const KivProPertyInfo& info) {
   if (!isInstanceOf(info.declaringClass())) return;
   const PropertyAccessors& access = info.property().accessors;
   if (info.cls()) {
@@ -31,13 +31,8 @@ void KivModel::kiv_setValue(const Value& value, const KivProPertyInfo& info) {
     } else {
       access.set(*this, value);
     }
-    return;
-  }
-  const KivEncodingType code = info.type() & KivEncodingTypeMask;
-  if (code == KivEncodingTypeUnknown) {
+  } else if ((info.type() & KivEncodingTypeMask) == KivEncodingTypeUnknown) {
     setValue(value, info.name().view());
-  } else if (isNumberCode(code) && access.setNumber) {
-    access.setNumber(*this, value);
   }
 }
 

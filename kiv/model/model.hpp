@@ -104,7 +104,16 @@ class KivModel : public Object {
   //   property is not set;
   // - a property of unknown type is set by key-value access under its name.
   // Nothing happens for a descriptor of a class that this object is not an instance of.
-  void kiv_setValue(const Value& value, const KivProPertyInfo& info);
+  void kiv_setValue(const Value& value, const KivProPertyInfo& info) {
+    // Numbers, the common case, go straight to their generated accessor.
+    const auto setNumber = info.property().accessors.setNumber;
+    if (!info.cls() && setNumber && isNumberCode(info.type() & KivEncodingTypeMask) &&
+        isInstanceOf(info.declaringClass())) {
+      setNumber(*this, value);
+    } else {
+      setOtherForInfo(value, info);
+    }
+  }
   // The value of one property: absent when it was never set on this object; else the object, a
   // number of the property's kind, or the value read by key-value access under its name; the
   // null when that is absent.
@@ -159,7 +168,8 @@ class KivModel : public Object {
   static bool isNumberCode(KivEncodingType code) noexcept {
     return code >= KivEncodingTypeBool && code <= KivEncodingTypeLongDouble;
   }
-  // kiv_valueForInfo() of a property that is not a number.
+  // kiv_setValue() and kiv_valueForInfo() of a property that is not a number.
+  void setOtherForInfo(const Value& value, const KivProPertyInfo& info);
   Value objectForInfo(const KivProPertyInfo& info) const;
   const Property* propertyForKey(std::string_view key) const noexcept;
 
