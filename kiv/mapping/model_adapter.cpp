@@ -17,6 +17,7 @@ void fillLevel(KivModel& model, const PropertyMapping& mapping, const Dictionary
 void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
   for (const PropertyMapping::Entry& entry : mapping) {
     Value value = entry.record->JSONValue(model);
+    if (value.isAbsent()) continue;
     const std::string_view keyPath = entry.keyPath.view();
     if (keyPath.find('.') == std::string_view::npos && out.objectForKey(keyPath).isAbsent()) {
       // A new plain key is stored as kiv_setValue would store it, under the mapping's own key
