@@ -65,7 +65,8 @@ class KivClassArrayTransformValue : public KivTransformValue {
 
 // Converts through the model class's own class operations: a dictionary or an array with at least
 // one entry decodes by the class's kiv_modelWithDictionary (which KivModel does not provide: a
-// class without it decodes nothing); any present value encodes by kiv_dictionaryFromModel.
+// class without it decodes nothing); a model encodes by kiv_dictionaryFromModel, whatever its
+// class (other values give absent).
 class KivAdapterTansFormValue : public KivTransformValue {
  public:
   explicit KivAdapterTansFormValue(const ModelClass& modelClass) : modelClass_(&modelClass) {}
