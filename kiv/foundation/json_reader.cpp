@@ -265,6 +265,14 @@ class Builder {
 };
 
 struct ThreadParser {
+  // simdjson's own depth limit sits above the builder's, which therefore always speaks first
+  // (with a clean error, where simdjson's development checks would assert).
+  // (Should this first allocation fail, iterate() allocates as it needs.)
+  ThreadParser() {
+    const error_code allocated = parser.allocate(64 * 1024, kMaxJSONDepth + 8);
+    static_cast<void>(allocated);
+  }
+
   od::parser parser;
   Builder builder;
   std::string padded;
