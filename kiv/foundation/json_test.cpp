@@ -101,6 +101,8 @@ TEST(JSONReadTest, DeepNestingFailsWithoutExhaustingTheStack) {
   std::string allowed(kMaxJSONDepth - 1, '[');
   allowed += std::string(kMaxJSONDepth - 1, ']');
   EXPECT_TRUE(parseJSON(allowed).isArray());
+  const std::string oneTooDeep = std::string(kMaxJSONDepth + 1, '[') + std::string(kMaxJSONDepth + 1, ']');
+  EXPECT_TRUE(parseJSON(oneTooDeep).isAbsent());
   EXPECT_TRUE(parseJSON(std::string(100000, '[')).isAbsent());  // truncated and deep
 }
 
