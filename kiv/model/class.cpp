@@ -1,8 +1,10 @@
 #include "kiv/model/class.hpp"
 
 #include <mutex>
+#include <string>
 #include <unordered_map>
 
+#include "kiv/foundation/log.hpp"
 #include "kiv/model/model.hpp"
 
 namespace kiv {
@@ -12,8 +14,15 @@ namespace {
 class Registry {
  public:
   void add(const Class& cls) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    byName_.emplace(cls.name(), &cls);
+    bool added;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      added = byName_.emplace(cls.name(), &cls).second;
+    }
+    if (!added) {
+      log("Kiv: another class is already named " + std::string(cls.name()) +
+          "; looking it up by name finds the first one");
+    }
   }
   const Class* find(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);

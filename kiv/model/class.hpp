@@ -43,7 +43,7 @@ class Class : public Object {
   virtual Value newInstance() const;
 
   // The registered class of that name, or null. When two classes share a name, the first one
-  // registered keeps it.
+  // registered keeps it (registering the second logs a line).
   static const Class* named(std::string_view name);
   // The class that a Value holds as its object, or null.
   static const Class* fromValue(const Value& value) noexcept;

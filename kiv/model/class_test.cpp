@@ -4,6 +4,7 @@
 
 #include "kiv/model/class_map.hpp"
 #include "kiv/model/model.hpp"
+#include "kiv/testing/test_support.hpp"
 
 namespace kiv {
 namespace {
@@ -38,6 +39,13 @@ TEST(ClassTest, LooksUpEveryKindOfClassByNameAndFollowsSuperclasses) {
   }
   EXPECT_EQ(Class::named("string"), nullptr);
   EXPECT_EQ(Class::named("Date"), &classOf<Date>());
+
+  kiv::testing::LogCapture log;
+  static const auto* twin = new ModelClass("CtBase", KivModel::kivClass(), {}, nullptr,
+                                           detail::ModelAccess::hooks<KivModel>());
+  EXPECT_EQ(Class::named("CtBase"), &CtBase::kivClass());
+  EXPECT_NE(twin, &CtBase::kivClass());
+  EXPECT_TRUE(log.contains("another class is already named CtBase"));
 
   EXPECT_TRUE(classOf<MutableArray>().isSubclassOfClass(classOf<Array>()));
   EXPECT_FALSE(classOf<Array>().isSubclassOfClass(classOf<MutableArray>()));
