@@ -24,6 +24,8 @@
 // never records merges. KIV_READONLY_PROPERTY(Type, name) declares the field and the getter only;
 // the class sets `name_` itself. Weak references are not offered: objects are reference-counted
 // only. A type that contains a comma needs an alias. The macros leave the access at private.
+// They number the properties of a class with __COUNTER__, so a model's body must not use
+// __COUNTER__ between them.
 //
 // Merge flags. Every model object records which of its properties have been set: a generated
 // setter marks the property's merge bit before it stores the value (one load and one bit set),

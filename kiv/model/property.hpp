@@ -24,9 +24,9 @@ struct PropertyAccessors {
   // types without a Value form (pointers, structures, selectors, ...).
   Value (*get)(const KivModel& model) = nullptr;
   // Stores a Value through the property's setter: numbers read leniently as the declared type,
-  // objects as their typed view (a value of another kind stores nothing, i.e. absent). A
-  // read-only property's field is stored directly, without recording. Does nothing for types
-  // without a Value form.
+  // objects as their typed view (a value of another kind stores absent). A read-only
+  // property's field is stored directly, without recording. Null for types without a Value
+  // form.
   void (*set)(KivModel& model, const Value& value) = nullptr;
   // Stores a number read from a Value as descriptors set numbers (KivModel::kiv_setValue):
   // leniently, NaN and infinities as 0, and a 32-bit signed integer twice, with the signed and
