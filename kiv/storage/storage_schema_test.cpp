@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include "kiv/storage/cache.hpp"
+#include "kiv/storage/storage_test_support.hpp"
+
+namespace kiv::testing {
+namespace {
+
+// One property of each kind that decides a column type, a key in another letter case, and a
+// stored name that declares no property.
+class AllTypes : public KivModel {
+  KIV_MODEL(AllTypes, KivModel)
+  KIV_PROPERTY(bool, flag, setFlag)
+  KIV_PROPERTY(std::int8_t, tiny, setTiny)
+  KIV_PROPERTY(std::uint64_t, huge, setHuge)
+  KIV_PROPERTY(float, ratio, setRatio)
+  KIV_PROPERTY(long double, precise, setPrecise)
+  KIV_PROPERTY(Number, amount, setAmount)
+  KIV_PROPERTY(Date, when, setWhen)
+  KIV_PROPERTY(Array, list, setList)
+  KIV_PROPERTY(const char*, label, setLabel)
+
+ public:
+  static Value kiv_key() { return "Tiny"; }
+  static Array kiv_dbStoreProperty() {
+    return {"flag", "tiny", "huge", "ratio", "precise", "amount", "when", "list", "label", "Missing"};
+  }
+};
+
+// A class whose stored properties a test changes, as a new release of an application would.
+class Note : public KivModel {
+  KIV_MODEL(Note, KivModel)
+  KIV_PROPERTY(std::int64_t, noteId, setNoteId)
+  KIV_PROPERTY(String, body, setBody)
+  KIV_PROPERTY(String, author, setAuthor)
+
+ public:
+  static inline Array stored = {"noteId", "body"};
+  static Dictionary kiv_jsonKeyPathsByProperty() { return {{"noteId", "id"}, {"body", "body"}, {"author", "author"}}; }
+  static Value kiv_key() { return "noteId"; }
+  static Array kiv_dbStoreProperty() { return stored; }
+};
+
+class StorageSchemaTest : public StorageTest {
+ protected:
+  void TearDown() override {
+    Note::stored = {"noteId", "body"};
+    StorageTest::TearDown();
+  }
+
+  std::string tablesOnDisk() { return onDisk("SELECT name FROM sqlite_master WHERE type='table' ORDER BY name"); }
+};
+
+TEST_F(StorageSchemaTest, CreatesTheTableAndItsUniqueIndexWithTheExactTexts) {
+  const auto storage = openStorage();
+  EXPECT_EQ(onDisk("SELECT sql FROM sqlite_master WHERE tbl_name='kiv_feeditem_v1' ORDER BY type DESC"),
+            "CREATE TABLE kiv_feeditem_v1 (itemid  INTEGER  PRIMARY KEY,title  VARCHAR(50) ,score  DOUBLE ,"
+            "created  TIMESTAMP ,kiv_update_time TIMESTAMP)\n"
+            "CREATE UNIQUE INDEX idx_kiv_feeditem_v1 ON kiv_feeditem_v1(itemid)");
+  EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|1");
+}
+
+TEST_F(StorageSchemaTest, DerivesColumnTypesFromTheDeclaredTypes) {
+  KivStorage storage;
+  EXPECT_EQ(KivStorage::createSql(storage.valueTypes(AllTypes::kivClass()), "tiny"),
+            "flag  BOOL ,tiny  INTEGER  PRIMARY KEY,huge  INTEGER ,ratio  FLOAT ,precise  DOUBLE ,"
+            "amount  DOUBLE ,when  TIMESTAMP ,list  VARCHAR(50) ,label  VARCHAR(20) ,kiv_update_time TIMESTAMP");
+  // A stored name without a property is expected as a column but never made one.
+  EXPECT_EQ(storage.dbProperty(AllTypes::kivClass()),
+            (std::set<std::string>{"amount", "flag", "huge", "kiv_update_time", "label", "list", "missing",
+                                   "precise", "ratio", "tiny", "when"}));
+}
+
+TEST_F(StorageSchemaTest, NamesTablesOnceWithTheVersionOfTheirFirstUse) {
+  KivStorage unmapped;
+  EXPECT_EQ(unmapped.tableName(FeedItem::kivClass()).str(), "kiv_feeditem_v0");
+
+  TestMap::version = 3;
+  const auto storage = openStorage();
+  EXPECT_EQ(storage->tableName(FeedItem::kivClass()).str(), "kiv_feeditem_v3");
+  TestMap::version = 4;
+  EXPECT_EQ(storage->tableName(FeedItem::kivClass()).str(), "kiv_feeditem_v3");
+}
+
+TEST_F(StorageSchemaTest, KeepsATableWhoseColumnsMatchAndItsRows) {
+  openStorage()->setDbModel(FeedItem::make(1, "kept"), FeedItem::kivClass());
+  const auto storage = openStorage();
+  EXPECT_EQ(onDisk("SELECT title FROM kiv_feeditem_v1"), "kept");
+}
+
+TEST_F(StorageSchemaTest, RecreatesAStaleTableWithItsDependentsAndEmptiesTheTablesTiedToIt) {
+  const auto storage = openStorage();
+  storage->configDataBase({Value(&Note::kivClass())});
+  storage->database()->executeUpdate("CREATE TABLE plain (a)");
+  storage->database()->executeUpdate("INSERT INTO plain VALUES (1)");
+  storage->setDbModel(FeedItem::make(1, "unrelated"), FeedItem::kivClass());
+  storage->setDbModel(Tag::make("dependent", 1), Tag::kivClass());
+  Ref<Note> note = makeRef<Note>();
+  note->setNoteId(1);
+  note->setBody("lost");
+  storage->setDbModel(note, Note::kivClass());
+
+  TestMap::dependents = {Value(&Tag::kivClass()), "not a class"};
+  TestMap::tablesToClear = {"plain", "missing", 7};
+  Note::stored = {"noteId", "body", "author"};
+  storage->ensureTable(Note::kivClass());
+
+  EXPECT_EQ(onDisk("SELECT sql FROM sqlite_master WHERE name='kiv_note_v1'"),
+            "CREATE TABLE kiv_note_v1 (noteid  INTEGER  PRIMARY KEY,body  VARCHAR(50) ,author  VARCHAR(50) ,"
+            "kiv_update_time TIMESTAMP)");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_note_v1"), "0");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_tag_v1"), "0");
+  EXPECT_EQ(onDisk("SELECT name FROM sqlite_master WHERE name='idx_kiv_tag_v1'"), "idx_kiv_tag_v1");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM plain"), "0");
+  EXPECT_EQ(onDisk("SELECT title FROM kiv_feeditem_v1"), "unrelated");
+}
+
+TEST_F(StorageSchemaTest, RecreatesATableWithAStoredNameThatIsNoPropertyOnEveryCheck) {
+  Note::stored = {"noteId", "body", "nothing"};
+  const auto storage = openStorage();
+  storage->configDataBase({Value(&Note::kivClass())});
+  Ref<Note> note = makeRef<Note>();
+  note->setNoteId(1);
+  storage->setDbModel(note, Note::kivClass());
+  ASSERT_EQ(onDisk("SELECT count(*) FROM kiv_note_v1"), "1");
+  storage->ensureTable(Note::kivClass());
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_note_v1"), "0");
+}
+
+TEST_F(StorageSchemaTest, AVersionChangeDropsExactlyTheKivTables) {
+  {
+    const auto storage = openStorage();
+    KivCache cache;
+    cache.switchDatabase(storage->database());
+    storage->database()->executeUpdate("CREATE TABLE KIV_upper (a)");
+    storage->database()->executeUpdate("CREATE TABLE notes (a)");
+  }
+  ASSERT_EQ(tablesOnDisk(), "KIV_upper\nkiv_cache_table\nkiv_feeditem_v1\nkiv_tag_v1\nkv_version\nnotes");
+
+  TestMap::version = 2;
+  openStorage()->setDbModel(FeedItem::make(1, "after"), FeedItem::kivClass());
+  EXPECT_EQ(tablesOnDisk(), "kiv_feeditem_v2\nkiv_tag_v2\nkv_version\nnotes");
+  EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|2");
+
+  // The same version again drops nothing.
+  openStorage();
+  EXPECT_EQ(tablesOnDisk(), "kiv_feeditem_v2\nkiv_tag_v2\nkv_version\nnotes");
+  EXPECT_EQ(onDisk("SELECT title FROM kiv_feeditem_v2"), "after");
+}
+
+TEST_F(StorageSchemaTest, AVersionTableWithoutItsRowIsNeitherRepairedNorADropSignal) {
+  {
+    const Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(path);
+    db->executeUpdate("create table kv_version (id int PRIMARY KEY,version int);");
+    db->executeUpdate("CREATE TABLE kiv_old_v1 (a)");
+  }
+  TestMap::version = 5;
+  openStorage();
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kv_version"), "0");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_old_v1"), "0");
+}
+
+TEST_F(StorageSchemaTest, APathRegisteredBeforeTheClassMapRecordsVersionZero) {
+  KivStorage storage;
+  storage.registerDbPath(path);
+  storage.registerMapper(&TestMap::kivClass());
+  EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|0");
+}
+
+}  // namespace
+}  // namespace kiv::testing
