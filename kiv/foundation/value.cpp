@@ -80,24 +80,6 @@ Value Value::null() noexcept {
   return v;
 }
 
-Value::Value(NumberTag, char kind, std::int64_t v) noexcept : raw_{} {
-  std::memcpy(raw_, &v, sizeof v);
-  raw_[kAuxByte] = static_cast<unsigned char>(kind);
-  raw_[kTagByte] = kNumberTag;
-}
-
-Value::Value(NumberTag, char kind, std::uint64_t v) noexcept : raw_{} {
-  std::memcpy(raw_, &v, sizeof v);
-  raw_[kAuxByte] = static_cast<unsigned char>(kind);
-  raw_[kTagByte] = kNumberTag;
-}
-
-Value::Value(NumberTag, char kind, double v) noexcept : raw_{} {
-  std::memcpy(raw_, &v, sizeof v);
-  raw_[kAuxByte] = static_cast<unsigned char>(kind);
-  raw_[kTagByte] = kNumberTag;
-}
-
 namespace {
 
 enum class NumberGroup { kSigned, kUnsigned, kFloating };
@@ -275,14 +257,20 @@ Value parsedNumber(const Value& v) {
 }
 
 template <class Int>
-Int parsedInteger(const Value& v) {
-  const Value n = v.isString() ? lenient::parseWholeNumber(v.stringView()) : v;
-  if (!n.isNumber()) return 0;
+Int integerOfNumber(const Value& n) {
   if constexpr (std::is_signed_v<Int>) {
     return static_cast<Int>(NumberReader::asInt64(n));
   } else {
     return static_cast<Int>(NumberReader::asUInt64(n));
   }
+}
+
+template <class Int>
+Int parsedInteger(const Value& v) {
+  if (v.isNumber()) return integerOfNumber<Int>(v);
+  if (!v.isString()) return 0;
+  const Value n = lenient::parseWholeNumber(v.stringView());
+  return n.isNumber() ? integerOfNumber<Int>(n) : 0;
 }
 
 }  // namespace

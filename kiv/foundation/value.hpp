@@ -287,9 +287,12 @@ class Value {
 
  protected:
   struct NumberTag {};
-  Value(NumberTag, char kind, std::int64_t v) noexcept;
-  Value(NumberTag, char kind, std::uint64_t v) noexcept;
-  Value(NumberTag, char kind, double v) noexcept;
+  template <class Payload>
+  Value(NumberTag, char kind, Payload v) noexcept : raw_{} {
+    std::memcpy(raw_, &v, sizeof v);
+    raw_[kAuxByte] = static_cast<unsigned char>(kind);
+    raw_[kTagByte] = kNumberTag;
+  }
 
   // Layout: bytes 0..7 hold the payload word (integer, double or heap pointer) or bytes 0..13 an
   // inline string; byte 14 holds the number kind or the inline string length; byte 15 the tag.
