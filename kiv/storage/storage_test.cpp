@@ -1,0 +1,298 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include "kiv/storage/storage_test_support.hpp"
+
+namespace kiv::testing {
+namespace {
+
+const ModelClass& kFeed = FeedItem::kivClass();
+const ModelClass& kTag = Tag::kivClass();
+
+Array feedItems(std::int64_t first, std::int64_t count, std::string_view prefix) {
+  const MutableArray items = MutableArray::array();
+  for (std::int64_t id = first; id < first + count; ++id) {
+    items.addObject(Value(FeedItem::make(id, std::string(prefix) + std::to_string(id))));
+  }
+  return items;
+}
+
+TEST_F(StorageTest, ASavedModelIsReadBackFromTheCacheAtOnceAndReachesTheTableInTheBackground) {
+  const auto storage = openStorage();
+  const Ref<FeedItem> item = FeedItem::make(7, "first");
+  item->setCreated(Date::dateWithTimeIntervalSince1970(1449000000.5));
+  const double before = currentTimeIntervalSince1970();
+  storage->setModel(item);
+  EXPECT_EQ(storage->modelWith(7, kFeed), item);
+  item->setTitle("changed after the save");
+
+  storage->waitUntilBackgroundWritesFinish();
+  EXPECT_EQ(onDisk("SELECT itemid, title, created FROM kiv_feeditem_v1"), "7|first|1449000000.5");
+  const double written = std::stod(onDisk("SELECT kiv_update_time FROM kiv_feeditem_v1"));
+  EXPECT_GE(written, before);
+  EXPECT_LE(written, currentTimeIntervalSince1970());
+
+  const auto fresh = openStorage();
+  const Ref<KivModel> fromTable = fresh->modelWith(Value(7), kFeed);
+  ASSERT_TRUE(fromTable);
+  EXPECT_EQ(static_cast<FeedItem&>(*fromTable).title().str(), "first");
+  EXPECT_DOUBLE_EQ(static_cast<FeedItem&>(*fromTable).created().timeIntervalSince1970(), 1449000000.5);
+}
+
+TEST_F(StorageTest, ASecondInstanceOfAKeyMergesIntoTheCachedOneWhileTheTableGetsItsOwnRow) {
+  const auto storage = openStorage();
+  const Ref<FeedItem> first = FeedItem::make(1, "first");
+  first->setScore(2.5);
+  storage->setModel(first);
+  const Ref<FeedItem> second = makeRef<FeedItem>();
+  second->setItemId(1);
+  second->setTitle("second");
+  storage->setModel(second);
+
+  EXPECT_EQ(storage->modelWith(1, kFeed), first);
+  EXPECT_EQ(first->title().str(), "second");
+  EXPECT_EQ(first->score(), 2.5);
+  storage->waitUntilBackgroundWritesFinish();
+  // The second write updates the row with the columns it has: the score of the first stays.
+  EXPECT_EQ(onDisk("SELECT itemid, title, score FROM kiv_feeditem_v1"), "1|second|2.5");
+}
+
+TEST_F(StorageTest, BackgroundWritesReachTheTableInTheOrderOfTheirSaves) {
+  const auto storage = openStorage();
+  for (int round = 0; round < 50; ++round) {
+    const Ref<FeedItem> item = FeedItem::make(1, "round " + std::to_string(round));
+    storage->setModel(item, kFeed);
+  }
+  storage->waitUntilBackgroundWritesFinish();
+  EXPECT_EQ(onDisk("SELECT title FROM kiv_feeditem_v1"), "round 49");
+}
+
+TEST_F(StorageTest, TheDestructorWaitsForTheBackgroundWrites) {
+  {
+    const auto storage = openStorage();
+    for (int id = 0; id < 100; ++id) storage->setModel(FeedItem::make(id, "x"));
+  }
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_feeditem_v1"), "100");
+}
+
+TEST_F(StorageTest, AKeyOfAnotherKindMissesTheCacheButFindsTheRow) {
+  const auto storage = openStorage();
+  const Ref<FeedItem> item = FeedItem::make(42, "answer");
+  storage->setModels({Value(item)});
+  const Ref<KivModel> byText = storage->modelWith("42", kFeed);
+  ASSERT_TRUE(byText);
+  EXPECT_NE(byText, item);
+  EXPECT_EQ(storage->modelWith("42", kFeed), byText);
+  EXPECT_EQ(storage->modelWith(42, kFeed), item);
+}
+
+TEST_F(StorageTest, ReadsByKeysKeepTheFoundModelsInOrder) {
+  const auto storage = openStorage();
+  storage->setModels(feedItems(1, 3, "item"));
+  EXPECT_TRUE(storage->modelsWith(Array::emptyArray(), kFeed).isAbsent());
+  EXPECT_TRUE(storage->modelsWith(Array(), kFeed).isAbsent());
+  const Array none = storage->modelsWith({8, 9}, kFeed);
+  EXPECT_TRUE(none.isPresent());
+  EXPECT_EQ(none.count(), 0u);
+  EXPECT_EQ(titles(storage->modelsWith({3, 8, 1}, kFeed)), "item3,item1");
+}
+
+TEST_F(StorageTest, ReadsByConditionAndOfAllRowsRefreshTheCache) {
+  const auto storage = openStorage();
+  storage->setModels(feedItems(1, 5, "item"));
+  const Ref<KivModel> cached = storage->modelWith(2, kFeed);
+
+  EXPECT_EQ(titles(storage->modelsQuery("itemid > 2", 0, kFeed)), "item3,item4,item5");
+  EXPECT_EQ(titles(storage->modelsQuery("itemid > 2", 2, kFeed)), "item3,item4");
+  EXPECT_EQ(storage->modelsQuery("no_such_column = 1", 0, kFeed).count(), 0u);
+
+  const Array all = storage->allModels(kFeed);
+  EXPECT_EQ(titles(all), "item1,item2,item3,item4,item5");
+  const Ref<KivModel> second = all[1].objectAs<KivModel>();
+  EXPECT_NE(second, cached);
+  EXPECT_EQ(storage->modelWith(2, kFeed), second);
+  EXPECT_EQ(titles(storage->dbModelsWith(kFeed)), "item1,item2,item3,item4,item5");
+}
+
+TEST_F(StorageTest, DeletesLeaveTheCacheAlone) {
+  const auto storage = openStorage();
+  storage->setModels(feedItems(1, 4, "item"));
+  storage->deleteWith(1, kFeed);
+  storage->deleteWithCondition("itemid = 2", kFeed);
+  EXPECT_EQ(onDisk("SELECT itemid FROM kiv_feeditem_v1"), "3\n4");
+  EXPECT_TRUE(storage->modelWith(1, kFeed));
+  EXPECT_FALSE(storage->dbModel(1, kFeed));
+
+  storage->deleteAllWithClass(kFeed);
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_feeditem_v1"), "0");
+  storage->matchCache(kFeed)->trimToCount(0);  // as under memory pressure
+  EXPECT_FALSE(storage->modelWith(1, kFeed));
+}
+
+TEST_F(StorageTest, TheCacheHoldsTwoHundredModelsAndTheEvictedOnesComeFromTheTable) {
+  const auto storage = openStorage();
+  const Array items = feedItems(1, 201, "item");
+  storage->setModels(items);
+  EXPECT_EQ(storage->matchCache(kFeed)->count(), 200u);
+  const Ref<KivModel> first = storage->modelWith(1, kFeed);
+  ASSERT_TRUE(first);
+  EXPECT_NE(first, items[0].objectAs<KivModel>());
+  EXPECT_EQ(storage->modelWith(201, kFeed), items[200].objectAs<KivModel>());
+}
+
+TEST_F(StorageTest, TransactionalSavesLookUpEveryRowThenUpdateBeforeInsertingInOneTransaction) {
+  const auto storage = openStorage();
+  storage->setDbModels(feedItems(2, 2, "old"), kFeed);
+  traceStatements(*storage);
+  storage->setModels(feedItems(1, 5, "new"));
+  const std::string texts = sql();
+  const std::string tail = texts.substr(texts.find("begin exclusive transaction"));
+  EXPECT_EQ(tail,
+            "begin exclusive transaction\n"
+            "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time "
+            "WHERE itemId='2'\n"
+            "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time "
+            "WHERE itemId='3'\n"
+            "REPLACE INTO kiv_feeditem_v1 (itemid,title,kiv_update_time) VALUES (:itemid, :title, :kiv_update_time)\n"
+            "REPLACE INTO kiv_feeditem_v1 (itemid,title,kiv_update_time) VALUES (:itemid, :title, :kiv_update_time)\n"
+            "REPLACE INTO kiv_feeditem_v1 (itemid,title,kiv_update_time) VALUES (:itemid, :title, :kiv_update_time)\n"
+            "commit transaction");
+  EXPECT_EQ(onDisk("SELECT title FROM kiv_feeditem_v1 ORDER BY itemid"), "new1\nnew2\nnew3\nnew4\nnew5");
+}
+
+TEST_F(StorageTest, ArraySavesWriteIntoTheFirstModelsTableWhileQuickSavesUseEachModelsOwn) {
+  const auto storage = openStorage();
+  const Ref<PinnedItem> pinned = makeRef<PinnedItem>();
+  pinned->setItemId(2);
+  pinned->setTitle("pinned");
+  storage->setModels({Value(FeedItem::make(1, "feed")), Value(pinned)});
+  EXPECT_EQ(onDisk("SELECT itemid, title FROM kiv_feeditem_v1 ORDER BY itemid"), "1|feed\n2|pinned");
+  EXPECT_EQ(storage->modelWith(2, PinnedItem::kivClass()), pinned);
+
+  storage->batchModels({Value(FeedItem::make(3, "quick")), Value(Tag::make("news", 1))});
+  EXPECT_EQ(onDisk("SELECT itemid, title FROM kiv_feeditem_v1 WHERE itemid=3"), "3|quick");
+  EXPECT_EQ(onDisk("SELECT name, uses FROM kiv_tag_v1"), "news|1");
+}
+
+TEST_F(StorageTest, QuickSavesReplaceWholeRows) {
+  const auto storage = openStorage();
+  const Ref<FeedItem> full = FeedItem::make(1, "full");
+  full->setScore(1.5);
+  storage->batchModels({Value(full)});
+  storage->batchModels({Value(FeedItem::make(1, "replaced"))});
+  EXPECT_EQ(onDisk("SELECT title, score FROM kiv_feeditem_v1"), "replaced|NULL");
+  EXPECT_EQ(storage->modelWith(1, kFeed), full);
+}
+
+TEST_F(StorageTest, KeysAndValuesWithQuotesSaveAndReadBack) {
+  const std::string key = "it's 'quoted'";
+  {
+    const auto storage = openStorage();
+    EXPECT_EQ(KivStorage::rowCondition("name", Value(key)), "name='it''s ''quoted'''");
+    EXPECT_EQ(KivStorage::rowCondition("uid", 42), "uid='42'");
+    storage->setModel(Tag::make(key, 1));
+    storage->setModels({Value(Tag::make("o'clock", 2))});
+    storage->batchModels({Value(Tag::make("'", 3))});
+  }
+  const auto storage = openStorage();
+  EXPECT_EQ(onDisk("SELECT name, uses FROM kiv_tag_v1 ORDER BY uses"), key + "|1\no'clock|2\n'|3");
+  for (const std::string& name : {key, std::string("o'clock"), std::string("'")}) {
+    const Ref<KivModel> tag = storage->modelWith(Value(name), kTag);
+    ASSERT_TRUE(tag) << name;
+    EXPECT_EQ(static_cast<Tag&>(*tag).name().str(), name);
+  }
+  storage->setModel(Tag::make(key, 10));
+  storage->waitUntilBackgroundWritesFinish();
+  storage->deleteWith(Value("o'clock"), kTag);
+  EXPECT_EQ(onDisk("SELECT name, uses FROM kiv_tag_v1 ORDER BY uses"), "'|3\n" + key + "|10");
+}
+
+TEST_F(StorageTest, TheReadWithACompletionRunsOnAnotherThread) {
+  const auto storage = openStorage();
+  storage->setModel(FeedItem::make(1, "one"));
+  std::promise<std::pair<Ref<KivModel>, std::thread::id>> found;
+  storage->modelWith(1, kFeed, [&](Ref<KivModel> model) { found.set_value({model, std::this_thread::get_id()}); });
+  const auto [model, thread] = found.get_future().get();
+  EXPECT_EQ(model, storage->modelWith(1, kFeed));
+  EXPECT_NE(thread, std::this_thread::get_id());
+
+  std::promise<Ref<KivModel>> missing;
+  storage->modelWith(99, kFeed, [&](Ref<KivModel> none) { missing.set_value(none); });
+  EXPECT_FALSE(missing.get_future().get());
+  storage->modelWith(1, kFeed, nullptr);
+}
+
+TEST_F(StorageTest, WithoutADatabaseWritesOnlyCacheAndReadsFindOnlyTheCache) {
+  KivStorage storage;
+  const Ref<FeedItem> item = FeedItem::make(1, "cached");
+  storage.setModel(item);
+  storage.setModels(feedItems(2, 2, ""));
+  storage.batchModels(feedItems(4, 1, ""));
+  storage.waitUntilBackgroundWritesFinish();
+  EXPECT_EQ(storage.modelWith(1, kFeed), item);
+  EXPECT_FALSE(storage.modelWith(9, kFeed));
+  EXPECT_FALSE(storage.matchTable(kFeed));
+  EXPECT_EQ(storage.allModels(kFeed).count(), 0u);
+  EXPECT_FALSE(storage.clearOldDatas(kFeed));
+  storage.deleteWith(1, kFeed);
+  storage.clearOldTables();
+  storage.switchDataBase(nullptr);
+  storage.registerDbPath("");
+  EXPECT_FALSE(storage.database());
+}
+
+TEST_F(StorageTest, EachClassKeepsItsCacheWhenClassesAlternate) {
+  const auto storage = openStorage();
+  const std::shared_ptr<MemoryCache> feeds = storage->matchCache(kFeed);
+  const std::shared_ptr<MemoryCache> tags = storage->matchCache(kTag);
+  EXPECT_NE(feeds, tags);
+  EXPECT_EQ(tags->name(), "Tag");
+  EXPECT_EQ(tags->countLimit(), 200u);
+  EXPECT_EQ(storage->useCache(), tags);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(storage->matchCache(kFeed), feeds);
+    EXPECT_EQ(storage->matchCache(kTag), tags);
+  }
+  // A new database forgets the caches, except the shortcut to the last one handed out.
+  storage->registerDbPath(dir.file("other.db"));
+  EXPECT_EQ(storage->matchCache(kTag), tags);
+  EXPECT_NE(storage->matchCache(kFeed), feeds);
+}
+
+TEST_F(StorageTest, ReadOnlyAndCorruptFilesGiveEmptyResultsAndLoggedErrors) {
+  openStorage()->setModels(feedItems(1, 2, "item"));
+  std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
+  {
+    log.clear();
+    const auto storage = openStorage();
+    if (::access(path.c_str(), W_OK) == 0) {  // a user who may write anyway: refuse writes in SQLite
+      storage->database()->executeUpdate("PRAGMA query_only=1");
+    }
+    EXPECT_EQ(titles(storage->allModels(kFeed)), "item1,item2");
+    storage->setModels(feedItems(3, 1, "refused"));
+    storage->batchModels(feedItems(4, 1, "refused"));
+    EXPECT_TRUE(log.contains("readonly"));
+    EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_feeditem_v1"), "2");
+  }
+
+  const std::string corrupt = dir.file("corrupt.db");
+  std::ofstream(corrupt) << std::string(8192, 'x');
+  log.clear();
+  KivStorage storage;
+  storage.registerMapper(&TestMap::kivClass());
+  storage.registerDbPath(corrupt);
+  storage.configDataBase({Value(&FeedItem::kivClass())});
+  storage.setModels(feedItems(1, 1, "lost"));
+  EXPECT_FALSE(storage.dbModel(1, kFeed));
+  EXPECT_EQ(storage.allModels(kFeed).count(), 0u);
+  EXPECT_TRUE(log.contains("file is not a database"));
+}
+
+}  // namespace
+}  // namespace kiv::testing
