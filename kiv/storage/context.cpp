@@ -1,0 +1,125 @@
+#include "kiv/storage/context.hpp"
+
+#include <cstdlib>
+#include <utility>
+
+namespace kiv {
+
+KivContext& KivContext::shareInstance() {
+  // Never destroyed, so that threads still using it at exit find it alive; its pending writes
+  // are waited for at normal exit instead.
+  static KivContext* const context = [] {
+    auto* made = new KivContext();
+    std::atexit([] { shareInstance().waitUntilBackgroundWritesFinish(); });
+    return made;
+  }();
+  return *context;
+}
+
+// --- Registration -------------------------------------------------------------------------------
+
+void KivContext::registerMapper(const Class* mapper) {
+  const auto* classMap = dynamic_cast<const ClassMapClass*>(mapper);
+  if (!classMap || !classMap->isSubclassOfClass(KivClassMap::kivClass())) return;
+  mapper_.store(classMap, std::memory_order_release);
+  storage_.registerMapper(classMap);
+}
+
+void KivContext::registerDbPath(const String& path) {
+  if (path.isNotEmpty()) storage_.registerDbPath(path);
+}
+
+void KivContext::registerClass(const Array& types) {
+  const ClassMapClass* classMap = mapper_.load(std::memory_order_acquire);
+  if (types.empty() || !classMap) return;
+  const Array classes = classMap->classMaps(types);
+  storage_.configDataBase(classes);
+  std::lock_guard<std::mutex> guard(registrationMutex_);
+  for (const Value& element : classes) {
+    if (const ModelClass* cls = ModelClass::fromValue(element)) classCache_.insert(cls);
+  }
+}
+
+bool KivContext::mapType(std::int64_t type) const { return registeredClass(type) != nullptr; }
+
+const ModelClass* KivContext::registeredClass(std::int64_t type) const {
+  const ClassMapClass* classMap = mapper_.load(std::memory_order_acquire);
+  if (!classMap) return nullptr;
+  const ModelClass* cls = classMap->classMap(type);
+  return cls && isRegistered(*cls) ? cls : nullptr;
+}
+
+bool KivContext::isRegistered(const ModelClass& cls) const {
+  std::lock_guard<std::mutex> guard(registrationMutex_);
+  return classCache_.contains(&cls);
+}
+
+bool KivContext::acceptsFirstModel(const Array& models) const {
+  const Ref<KivModel> first = models.firstObject().objectAs<KivModel>();
+  return first && isRegistered(first->modelClass());
+}
+
+// --- Forwarding ---------------------------------------------------------------------------------
+
+Array KivContext::allModels(std::int64_t type) {
+  const ModelClass* cls = registeredClass(type);
+  return cls ? storage_.allModels(*cls) : Array();
+}
+
+Ref<KivModel> KivContext::modelWith(const Value& keyValue, std::int64_t type) {
+  const ModelClass* cls = registeredClass(type);
+  return cls ? storage_.modelWith(keyValue, *cls) : nullptr;
+}
+
+Array KivContext::modelsWith(const Array& keyValues, std::int64_t type) {
+  const ModelClass* cls = registeredClass(type);
+  return cls ? storage_.modelsWith(keyValues, *cls) : Array();
+}
+
+void KivContext::modelWith(const Value& keyValue, std::int64_t type, KivStorage::Completion completion) {
+  if (const ModelClass* cls = registeredClass(type)) storage_.modelWith(keyValue, *cls, std::move(completion));
+}
+
+Array KivContext::modelsQuery(std::string_view condition, std::int64_t type) {
+  return modelsQuery(condition, 0, type);
+}
+
+Array KivContext::modelsQuery(std::string_view condition, std::int32_t limit, std::int64_t type) {
+  const ModelClass* cls = registeredClass(type);
+  return cls ? storage_.modelsQuery(condition, limit, *cls) : Array();
+}
+
+void KivContext::saveModel(const Ref<KivModel>& model) {
+  if (model && isRegistered(model->modelClass())) storage_.setModel(model);
+}
+
+void KivContext::saveModels(const Array& models) {
+  if (acceptsFirstModel(models)) storage_.setModels(models);
+}
+
+void KivContext::quickSaveModels(const Array& models) {
+  if (acceptsFirstModel(models)) storage_.batchModels(models);
+}
+
+void KivContext::waitUntilBackgroundWritesFinish() { storage_.waitUntilBackgroundWritesFinish(); }
+
+void KivContext::removeModelWith(const Value& keyValue, std::int64_t type) {
+  if (const ModelClass* cls = registeredClass(type)) storage_.deleteWith(keyValue, *cls);
+}
+
+void KivContext::removeModelWithCondition(std::string_view condition, std::int64_t type) {
+  if (const ModelClass* cls = registeredClass(type)) storage_.deleteWithCondition(condition, *cls);
+}
+
+void KivContext::removeAllWithType(std::int64_t type) {
+  if (const ModelClass* cls = registeredClass(type)) storage_.deleteAllWithClass(*cls);
+}
+
+void KivContext::clearOldTables() { storage_.clearOldTables(); }
+
+bool KivContext::clearOldDatas(std::int64_t type) {
+  const ModelClass* cls = registeredClass(type);
+  return cls && storage_.clearOldDatas(*cls);
+}
+
+}  // namespace kiv
