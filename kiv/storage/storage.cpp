@@ -39,10 +39,7 @@ void KivStorage::switchDataBase(const Ref<OxSimpleDatabase>& database) {
     std::lock_guard<SpinLock> guard(databaseLock_);
     oxdb_ = database;
   }
-  {
-    std::lock_guard<SpinLock> guard(lock_);
-    cacheQueue_.clear();
-  }
+  forgetCaches();
   ensureTableVersion();
 }
 
@@ -64,34 +61,48 @@ std::int64_t KivStorage::version() const {
 
 // --- Memory caches ------------------------------------------------------------------------------
 
-std::shared_ptr<MemoryCache> KivStorage::matchCache(const ModelClass& cls) {
-  std::shared_ptr<ClassCache> found = useCache_.load(std::memory_order_acquire);
+MemoryCache& KivStorage::matchCache(const ModelClass& cls) {
+  ClassCache* found = useCache_.load(std::memory_order_acquire);
   if (!found || found->className != cls.name()) {
-    found = nullptr;
-    {
-      std::lock_guard<SpinLock> guard(lock_);
-      if (const auto it = cacheQueue_.find(cls.name()); it != cacheQueue_.end()) found = it->second;
-    }
-    if (!found) {
-      // Made outside the lock. When two threads miss at once, the first insert wins and the
-      // other thread uses it, so no model goes into a cache that is then thrown away.
-      std::shared_ptr<ClassCache> made = std::make_shared<ClassCache>(cls.name());
-      std::lock_guard<SpinLock> guard(lock_);
-      found = cacheQueue_.try_emplace(std::string(cls.name()), std::move(made)).first->second;
-    }
+    found = &cacheNamed(cls.name());
     useCache_.store(found, std::memory_order_release);
   }
-  MemoryCache* cache = &found->cache;
-  return std::shared_ptr<MemoryCache>(std::move(found), cache);
+  return found->cache;
+}
+
+KivStorage::ClassCache& KivStorage::cacheNamed(std::string_view className) {
+  {
+    std::lock_guard<SpinLock> guard(lock_);
+    if (const auto it = cacheQueue_.find(className); it != cacheQueue_.end()) return *it->second;
+  }
+  // Made outside the lock. When two threads miss at once, the first insert wins and the other
+  // thread uses it, so no model goes into a cache that is then thrown away.
+  auto made = std::make_unique<ClassCache>(className);
+  std::lock_guard<SpinLock> guard(lock_);
+  const auto [it, inserted] = cacheQueue_.try_emplace(std::string(className), made.get());
+  if (inserted) madeCaches_.push_back(std::move(made));
+  return *it->second;
+}
+
+void KivStorage::forgetCaches() {
+  const ClassCache* shortcut = useCache_.load(std::memory_order_acquire);
+  std::vector<ClassCache*> forgotten;
+  {
+    std::lock_guard<SpinLock> guard(lock_);
+    for (const auto& [name, cache] : cacheQueue_) forgotten.push_back(cache);
+    cacheQueue_.clear();
+  }
+  // Their models are let go; the cache that the shortcut still serves keeps its own.
+  for (ClassCache* cache : forgotten) {
+    if (cache != shortcut) cache->cache.removeAllObjects();
+  }
 }
 
 void KivStorage::cache(MemoryCache& /*cache*/, const Value& /*evictedObject*/) {}
 
-std::shared_ptr<MemoryCache> KivStorage::useCache() const {
-  std::shared_ptr<ClassCache> current = useCache_.load(std::memory_order_acquire);
-  if (!current) return nullptr;
-  MemoryCache* cache = &current->cache;
-  return std::shared_ptr<MemoryCache>(std::move(current), cache);
+MemoryCache* KivStorage::useCache() const {
+  ClassCache* current = useCache_.load(std::memory_order_acquire);
+  return current ? &current->cache : nullptr;
 }
 
 // --- Tables -------------------------------------------------------------------------------------

@@ -47,6 +47,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "kiv/collection/db_collection.hpp"
 #include "kiv/collection/simple_database.hpp"
@@ -167,15 +168,15 @@ class KivStorage {
   // --- Lookups ----------------------------------------------------------------------------------
 
   // The class's memory cache, made on first use; the one most recently handed out is found
-  // without a lock.
-  std::shared_ptr<MemoryCache> matchCache(const ModelClass& cls);
+  // without a lock. Every cache lives as long as the storage.
+  MemoryCache& matchCache(const ModelClass& cls);
   // The delegate operation of the memory caches: eviction is not reported anywhere.
   static void cache(MemoryCache& cache, const Value& evictedObject);
   // The class's table on the database in use (not created here), or null without a database.
   Ref<OxDbCollection> matchTable(const ModelClass& cls);
 
   // The memory cache most recently handed out, or null.
-  std::shared_ptr<MemoryCache> useCache() const;
+  MemoryCache* useCache() const;
   // A collection kept for the application; the storage neither sets nor reads it.
   Ref<OxDbCollection> useTable() const;
   void setUseTable(Ref<OxDbCollection> table);
@@ -246,7 +247,10 @@ class KivStorage {
 
   HeldTable heldTable(const ModelClass& cls);
   std::int64_t version() const;
-  std::shared_ptr<ClassCache> makeClassCache(std::string_view className) const;
+  // The cache of the class name in cacheQueue_, made and entered when missing.
+  ClassCache& cacheNamed(std::string_view className);
+  // Empties cacheQueue_ for a new database.
+  void forgetCaches();
   // The model's key value: its property named by the class's kiv_key.
   static Value keyValueOf(const KivModel& model, const ModelClass& cls);
   // The model's row as it is now, with the current time as its update time.
@@ -259,7 +263,10 @@ class KivStorage {
   static Ref<KivModel> modelFromRow(const OxDbRow* row, const ModelClass& cls);
 
   // Class name -> its memory cache; guarded by lock_ for each single read or write.
-  std::unordered_map<std::string, std::shared_ptr<ClassCache>, NameHash, std::equal_to<>> cacheQueue_;
+  std::unordered_map<std::string, ClassCache*, NameHash, std::equal_to<>> cacheQueue_;
+  // Every cache ever made, kept so that the caches handed out stay valid when a new database
+  // makes the storage forget them; guarded by lock_.
+  std::vector<std::unique_ptr<ClassCache>> madeCaches_;
   // Class name -> table name.
   MemoryCache tableQueue_;
   // The database in use and useTable; guarded by databaseLock_.
@@ -269,7 +276,7 @@ class KivStorage {
   SpinLock lock_;
   std::atomic<const ClassMapClass*> mapper_{nullptr};
   // The cache most recently handed out.
-  std::atomic<std::shared_ptr<ClassCache>> useCache_;
+  std::atomic<ClassCache*> useCache_{nullptr};
   // Row writes of single saves and reads with a completion, in submission order. Its tasks refer
   // to the storage by a plain pointer: the destructor waits for them, so the storage outlives
   // every one.

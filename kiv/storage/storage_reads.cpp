@@ -7,10 +7,10 @@
 namespace kiv {
 
 Ref<KivModel> KivStorage::modelWith(const Value& keyValue, const ModelClass& cls) {
-  const std::shared_ptr<MemoryCache> cache = matchCache(cls);
-  if (Ref<KivModel> cached = cache->objectForKey(keyValue).objectAs<KivModel>()) return cached;
+  MemoryCache& cache = matchCache(cls);
+  if (Ref<KivModel> cached = cache.objectForKey(keyValue).objectAs<KivModel>()) return cached;
   Ref<KivModel> model = dbModel(keyValue, cls);
-  if (model) cache->setObject(Value(model), keyValue);
+  if (model) cache.setObject(Value(model), keyValue);
   return model;
 }
 
@@ -47,10 +47,10 @@ Array KivStorage::modelsQuery(std::string_view condition, std::int32_t limit, co
   const HeldTable table = heldTable(cls);
   if (!table) return models;
   const OxDbRows rows = table->find(condition, {}, {}, {}, 0, limit);
-  const std::shared_ptr<MemoryCache> cache = matchCache(cls);
+  MemoryCache& cache = matchCache(cls);
   for (const Ref<OxDbRow>& row : rows) {
     if (Ref<KivModel> model = modelFromRow(row.get(), cls)) {
-      cache->setObject(Value(model), keyValueOf(*model, cls));
+      cache.setObject(Value(model), keyValueOf(*model, cls));
       models.addObject(Value(std::move(model)));
     }
   }

@@ -131,7 +131,7 @@ TEST_F(StorageTest, DeletesLeaveTheCacheAlone) {
 
   storage->deleteAllWithClass(kFeed);
   EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_feeditem_v1"), "0");
-  storage->matchCache(kFeed)->trimToCount(0);  // as under memory pressure
+  storage->matchCache(kFeed).trimToCount(0);  // as under memory pressure
   EXPECT_FALSE(storage->modelWith(1, kFeed));
 }
 
@@ -139,7 +139,7 @@ TEST_F(StorageTest, TheCacheHoldsTwoHundredModelsAndTheEvictedOnesComeFromTheTab
   const auto storage = openStorage();
   const Array items = feedItems(1, 201, "item");
   storage->setModels(items);
-  EXPECT_EQ(storage->matchCache(kFeed)->count(), 200u);
+  EXPECT_EQ(storage->matchCache(kFeed).count(), 200u);
   const Ref<KivModel> first = storage->modelWith(1, kFeed);
   ASSERT_TRUE(first);
   EXPECT_NE(first, items[0].objectAs<KivModel>());
@@ -249,20 +249,25 @@ TEST_F(StorageTest, WithoutADatabaseWritesOnlyCacheAndReadsFindOnlyTheCache) {
 
 TEST_F(StorageTest, EachClassKeepsItsCacheWhenClassesAlternate) {
   const auto storage = openStorage();
-  const std::shared_ptr<MemoryCache> feeds = storage->matchCache(kFeed);
-  const std::shared_ptr<MemoryCache> tags = storage->matchCache(kTag);
+  MemoryCache* feeds = &storage->matchCache(kFeed);
+  MemoryCache* tags = &storage->matchCache(kTag);
   EXPECT_NE(feeds, tags);
   EXPECT_EQ(tags->name(), "Tag");
   EXPECT_EQ(tags->countLimit(), 200u);
   EXPECT_EQ(storage->useCache(), tags);
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(storage->matchCache(kFeed), feeds);
-    EXPECT_EQ(storage->matchCache(kTag), tags);
+    EXPECT_EQ(&storage->matchCache(kFeed), feeds);
+    EXPECT_EQ(&storage->matchCache(kTag), tags);
   }
-  // A new database forgets the caches, except the shortcut to the last one handed out.
+  // A new database forgets the caches and their models, except the shortcut to the last one
+  // handed out.
+  storage->setModels(feedItems(1, 1, "old"));
+  storage->setModels({Value(Tag::make("old", 1))});
   storage->registerDbPath(dir.file("other.db"));
-  EXPECT_EQ(storage->matchCache(kTag), tags);
-  EXPECT_NE(storage->matchCache(kFeed), feeds);
+  EXPECT_EQ(&storage->matchCache(kTag), tags);
+  EXPECT_EQ(tags->count(), 1u);
+  EXPECT_NE(&storage->matchCache(kFeed), feeds);
+  EXPECT_EQ(feeds->count(), 0u);
 }
 
 TEST_F(StorageTest, ReadOnlyAndCorruptFilesGiveEmptyResultsAndLoggedErrors) {

@@ -23,11 +23,11 @@ void KivStorage::setModel(const Ref<KivModel>& model, const ModelClass& cls) {
 
 Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const ModelClass& cls) {
   if (!model) return nullptr;
-  const std::shared_ptr<MemoryCache> cache = matchCache(cls);
+  MemoryCache& cache = matchCache(cls);
   const Value keyValue = keyValueOf(*model, cls);
-  const Ref<KivModel> cached = cache->objectForKey(keyValue).objectAs<KivModel>();
+  const Ref<KivModel> cached = cache.objectForKey(keyValue).objectAs<KivModel>();
   if (!cached || cached == model) {
-    cache->setObject(Value(model), keyValue);
+    cache.setObject(Value(model), keyValue);
   } else {
     // Holders of the cached instance see the new values.
     cached->mergeFrom(*model);
