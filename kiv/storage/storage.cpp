@@ -128,16 +128,6 @@ void KivStorage::setUseTable(Ref<OxDbCollection> table) {
 
 // --- Rows ---------------------------------------------------------------------------------------
 
-std::string KivStorage::rowCondition(const Value& key, const Value& keyValue) {
-  std::string condition = key.description() + "='";
-  for (const char c : keyValue.description()) {
-    condition += c;
-    if (c == '\'') condition += '\'';
-  }
-  condition += '\'';
-  return condition;
-}
-
 Value KivStorage::keyValueOf(const KivModel& model, const ModelClass& cls) {
   const Value key = cls.kiv_key();
   return key.isString() ? model.valueForKey(key.stringView()) : Value();

@@ -21,8 +21,8 @@
 // new values. A read by key is answered from the cache when it can be; reads by condition and of
 // all rows refresh it. Deletes touch only the table: a deleted model stays readable while cached.
 //
-// Rows are addressed by the condition key='value' with the key value's text (single quotes in it
-// doubled), so a text key "42" finds the row of the number 42.
+// Rows are addressed by key with the condition key='<key value's text>' (see KeyedRows), so a text
+// key "42" finds the row of the number 42, and quotes in keys need no care.
 //
 // Background writes. setModel() caches the model, takes its row at once, and writes the row later
 // on the storage's own background queue: the writes of one storage reach the table in the order
@@ -61,6 +61,7 @@
 #include "kiv/model/class_info.hpp"
 #include "kiv/model/class_map.hpp"
 #include "kiv/model/model.hpp"
+#include "kiv/storage/keyed_rows.hpp"
 
 namespace kiv {
 
@@ -181,9 +182,6 @@ class KivStorage {
   Ref<OxDbCollection> useTable() const;
   void setUseTable(Ref<OxDbCollection> table);
 
-  // The row condition "<key>='<value's text>'", single quotes in the text doubled.
-  static std::string rowCondition(const Value& key, const Value& keyValue);
-
   // --- Schema -----------------------------------------------------------------------------------
 
   // "kiv_<class name in lower case>_v<version>", computed once per class and storage with the
@@ -227,11 +225,13 @@ class KivStorage {
     Ref<OxDbCollection> table;
     explicit operator bool() const noexcept { return static_cast<bool>(table); }
     OxDbCollection* operator->() const noexcept { return table.get(); }
+    // The table's rows by the class's key.
+    KeyedRows byKey(const ModelClass& cls) const { return KeyedRows(*database, *table, cls.kiv_key().description()); }
   };
-  // A model's row as it was when the write was asked for, with the update time, and the
-  // condition that addresses it.
+  // A model's row as it was when the write was asked for, with the update time, and its key
+  // value.
   struct PendingRow {
-    std::string condition;
+    Value keyValue;
     MutableDictionary row;
   };
   // A class's memory cache with the class name that the lock-free shortcut compares.
@@ -253,12 +253,14 @@ class KivStorage {
   void forgetCaches();
   // The model's key value: its property named by the class's kiv_key.
   static Value keyValueOf(const KivModel& model, const ModelClass& cls);
-  // The model's row as it is now, with the current time as its update time.
+  // The model's row as it is now (its stored properties that are set), with the current time as
+  // its update time.
+  static MutableDictionary rowOf(const KivModel& model);
+  // The row and the model's key value for the class.
   static PendingRow pendingRow(const KivModel& model, const ModelClass& cls);
-  // Whether the table has a row with the condition.
-  static bool rowExists(OxDbCollection& table, const PendingRow& row, const ModelClass& cls);
-  // Writes the row: an update when the table has its key, else a REPLACE.
-  static void writeRow(OxDbCollection& table, const PendingRow& row, const ModelClass& cls);
+  // Writes the rows in one transaction: each row whose key the table has is updated, then the
+  // others are written with REPLACE, in order.
+  static void writeRows(const HeldTable& table, const std::vector<PendingRow>& rows, const ModelClass& cls);
   // The model made from a table row, or null.
   static Ref<KivModel> modelFromRow(const OxDbRow* row, const ModelClass& cls);
 
