@@ -38,7 +38,8 @@ String KivCache::matchKey(const ModelClass& cls) {
 
 bool KivCache::saveJsonCache(const String& json, const ModelClass& cls) {
   const Ref<OxSimpleDatabase> db = database();
-  return db && db->collection(kKivCacheTable)->upsert(Dictionary{{"cache_key", matchKey(cls)}, {"cache_context", json}});
+  const Dictionary row{{"cache_key", matchKey(cls)}, {"cache_context", json}};
+  return db && db->collection(kKivCacheTable)->upsert(row);
 }
 
 String KivCache::localJsonCacheForClass(const ModelClass& cls) {

@@ -20,7 +20,9 @@ std::vector<bool> KeyedRows::contain(const std::vector<Value>& keyValues) {
   const std::string sql = "SELECT COUNT(" + key_ + ") rowcount FROM " + table_.tableName() + " WHERE " + key_ + "=?";
   std::vector<bool> found(keyValues.size());
   database_.inDatabase([&](SqDatabase& connection) {
-    for (std::size_t i = 0; i < keyValues.size(); ++i) found[i] = connection.longForQuery(sql, keyText(keyValues[i])) != 0;
+    for (std::size_t i = 0; i < keyValues.size(); ++i) {
+      found[i] = connection.longForQuery(sql, keyText(keyValues[i])) != 0;
+    }
   });
   return found;
 }

@@ -91,8 +91,9 @@ class KivStorage {
   // Opens the database at the path (created when missing) unless the path is empty, then as
   // switchDataBase().
   void registerDbPath(const String& path);
-  // Uses the database (ignored when null): forgets the memory caches and checks the version
-  // table (ensureTableVersion()).
+  // Uses the database (ignored when null): first waits for the background writes (they reach the
+  // database they were saved on), then forgets the memory caches (the last one handed out stays
+  // reachable as useCache) and checks the version table (ensureTableVersion()).
   void switchDataBase(const Ref<OxSimpleDatabase>& database);
   // ensureTable() for each model class of the array, in order; other elements are skipped.
   void configDataBase(const Array& classes);
@@ -140,11 +141,13 @@ class KivStorage {
   // with one REPLACE statement each, all in one transaction: any row with the same key is
   // replaced whole.
   void batchModels(const Array& models);
-  // Writes the model's row into the class's table now: an update of the row with its key when
-  // there is one, else a REPLACE. The row holds the set stored properties and the update time.
+  // Writes the model's row into the class's table now, in one transaction: an update of the row
+  // with its key when there is one (columns the row does not hold keep their values), else a
+  // REPLACE. The row holds the stored properties that are set, and the update time.
   void setDbModel(const Ref<KivModel>& model, const ModelClass& cls);
-  // setDbModel() for every model into the class's table, whatever the models' own classes: the
-  // rows are looked up first, then written in one transaction, updates before inserts.
+  // setDbModel() for every model into the class's table, whatever the models' own classes, in one
+  // transaction: every row is looked up first, then the rows that exist are updated, then the
+  // others written with REPLACE (of two models with one new key, the later wins).
   void setDbModels(const Array& models, const ModelClass& cls);
   // Blocks until every background write submitted so far has reached the table. Called from a
   // completion it returns at once.

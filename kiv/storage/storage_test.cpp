@@ -155,7 +155,8 @@ TEST_F(StorageTest, TransactionalSavesLookUpEveryRowThenUpdateBeforeInsertingInO
   storage->setModels(feedItems(1, 5, "new"));
   const std::string count = "SELECT COUNT(itemId) rowcount FROM kiv_feeditem_v1 WHERE itemId=?\n";
   const std::string update =
-      "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time WHERE itemId=:itemId\n";
+      "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time "
+      "WHERE itemId=:itemId\n";
   const std::string replace =
       "REPLACE INTO kiv_feeditem_v1 (itemid,title,kiv_update_time) VALUES (:itemid, :title, :kiv_update_time)\n";
   EXPECT_EQ(sql(), "begin exclusive transaction\n" + count + count + count + count + count + update + update + replace +

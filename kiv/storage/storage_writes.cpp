@@ -24,7 +24,8 @@ void upsertInRuns(OxDbCollection& table, const std::vector<Dictionary>& rows) {
   std::size_t start = 0;
   for (std::size_t end = 1; end <= rows.size(); ++end) {
     if (end == rows.size() || !sameColumns(rows[end], rows[start])) {
-      table.batchUpsert({rows.begin() + static_cast<std::ptrdiff_t>(start), rows.begin() + static_cast<std::ptrdiff_t>(end)});
+      const auto first = rows.begin();
+      table.batchUpsert({first + static_cast<std::ptrdiff_t>(start), first + static_cast<std::ptrdiff_t>(end)});
       start = end;
     }
   }
