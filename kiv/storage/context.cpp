@@ -18,19 +18,12 @@ KivContext& KivContext::shareInstance() {
 
 // --- Registration -------------------------------------------------------------------------------
 
-void KivContext::registerMapper(const Class* mapper) {
-  const auto* classMap = dynamic_cast<const ClassMapClass*>(mapper);
-  if (!classMap || !classMap->isSubclassOfClass(KivClassMap::kivClass())) return;
-  mapper_.store(classMap, std::memory_order_release);
-  storage_.registerMapper(classMap);
-}
+void KivContext::registerMapper(const Class* mapper) { storage_.registerMapper(mapper); }
 
-void KivContext::registerDbPath(const String& path) {
-  if (path.isNotEmpty()) storage_.registerDbPath(path);
-}
+void KivContext::registerDbPath(const String& path) { storage_.registerDbPath(path); }
 
 void KivContext::registerClass(const Array& types) {
-  const ClassMapClass* classMap = mapper_.load(std::memory_order_acquire);
+  const ClassMapClass* classMap = storage_.mapper();
   if (types.empty() || !classMap) return;
   const Array classes = classMap->classMaps(types);
   storage_.configDataBase(classes);
@@ -43,7 +36,7 @@ void KivContext::registerClass(const Array& types) {
 bool KivContext::mapType(std::int64_t type) const { return registeredClass(type) != nullptr; }
 
 const ModelClass* KivContext::registeredClass(std::int64_t type) const {
-  const ClassMapClass* classMap = mapper_.load(std::memory_order_acquire);
+  const ClassMapClass* classMap = storage_.mapper();
   if (!classMap) return nullptr;
   const ModelClass* cls = classMap->classMap(type);
   return cls && isRegistered(*cls) ? cls : nullptr;

@@ -14,7 +14,6 @@
 #ifndef KIV_STORAGE_CONTEXT_HPP_
 #define KIV_STORAGE_CONTEXT_HPP_
 
-#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -42,10 +41,10 @@ class KivContext {
 
   // --- Registration -----------------------------------------------------------------------------
 
-  // Keeps the class map and gives it to the storage when it is KivClassMap or a subclass; ignores
-  // anything else (an earlier class map stays).
+  // Gives the class map to the storage, which uses it when it is KivClassMap or a subclass and
+  // ignores anything else (an earlier class map stays).
   void registerMapper(const Class* mapper);
-  // Gives the path to the storage unless it is empty.
+  // Gives the path to the storage, which ignores an empty one.
   void registerDbPath(const String& path);
   // Maps the application types (numbers) to classes with the class map's classMaps, makes sure
   // their tables exist, and adds them to the registered classes. Ignored when the array is empty
@@ -98,9 +97,8 @@ class KivContext {
   bool acceptsFirstModel(const Array& models) const;
 
   KivStorage storage_;
-  // Registration is expected before concurrent use; the registered classes are still guarded
-  // (and the class map atomic) so that a late registration is safe.
-  std::atomic<const ClassMapClass*> mapper_{nullptr};
+  // The class map is the storage's. Registration is expected before concurrent use; the
+  // registered classes are still guarded, so that a late registration is safe.
   mutable std::mutex registrationMutex_;
   std::set<const ModelClass*> classCache_;
 };
