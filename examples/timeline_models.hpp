@@ -7,7 +7,7 @@
 // Dates come as seconds since 1970 in the sample feed and as text such as
 // "Sun Aug 31 00:29:15 +0000 2014" in twitter.json; TimelineDateTransformValue reads both and
 // writes seconds. Both models name their 64-bit id as the key and list the properties that a
-// store keeps.
+// store keeps; TimelineClassMap gives them application types for KivContext.
 #ifndef KIV_EXAMPLES_TIMELINE_MODELS_HPP_
 #define KIV_EXAMPLES_TIMELINE_MODELS_HPP_
 
@@ -17,6 +17,7 @@
 #include "kiv/foundation/date_formatter.hpp"
 #include "kiv/mapping/model_adapter.hpp"
 #include "kiv/mapping/transform_value.hpp"
+#include "kiv/model/class_map.hpp"
 #include "kiv/model/model.hpp"
 
 namespace timeline {
@@ -116,6 +117,22 @@ class TimelineStatus : public kiv::KivModel {
   static kiv::Array kiv_dbStoreProperty() {
     return {"statusId", "text", "lang", "createdAt", "favoriteCount", "retweetCount",
             "favorited", "inReplyToStatusId", "user", "hashtags"};
+  }
+};
+
+// The storage configuration of the demo: two application types; rows expire after a week.
+class TimelineClassMap : public kiv::KivClassMap {
+  KIV_CLASS_MAP(TimelineClassMap, kiv::KivClassMap)
+
+ public:
+  static constexpr std::int64_t kStatusType = 1;
+  static constexpr std::int64_t kUserType = 2;
+
+  static double kiv_clearTimeInterval() { return 7 * 86400.0; }
+  static const kiv::ModelClass* classMap(std::int64_t type) {
+    if (type == kStatusType) return &TimelineStatus::kivClass();
+    if (type == kUserType) return &TimelineUser::kivClass();
+    return nullptr;
   }
 };
 

@@ -29,6 +29,11 @@
 #include "kiv/mapping/model_adapter.hpp"
 #include "kiv/mapping/transform_value.hpp"
 
+// Model storage.
+#include "kiv/storage/cache.hpp"
+#include "kiv/storage/context.hpp"
+#include "kiv/storage/storage.hpp"
+
 // The collection database.
 #include "kiv/collection/db_collection.hpp"
 #include "kiv/collection/db_row.hpp"

@@ -21,8 +21,10 @@
 // new values. A read by key is answered from the cache when it can be; reads by condition and of
 // all rows refresh it. Deletes touch only the table: a deleted model stays readable while cached.
 //
-// Rows are addressed by key with the condition key='<key value's text>' (see KeyedRows), so a text
-// key "42" finds the row of the number 42, and quotes in keys need no care.
+// Rows are addressed by key with the row condition <key>='<key value's "%@" text>', the key named
+// as the class's kiv_key gives it. A single quote inside the text is doubled, so keys with quotes
+// save and read back; plain keys give exactly that text. SQLite compares the text with the
+// column's affinity, so the text "42" finds the row of the number 42.
 //
 // Background writes. setModel() caches the model, takes its row at once, and writes the row later
 // on the storage's own background queue: the writes of one storage reach the table in the order
@@ -61,7 +63,6 @@
 #include "kiv/model/class_info.hpp"
 #include "kiv/model/class_map.hpp"
 #include "kiv/model/model.hpp"
-#include "kiv/storage/keyed_rows.hpp"
 
 namespace kiv {
 
@@ -138,16 +139,19 @@ class KivStorage {
   // model's class. Elements that are no models are skipped.
   void setModels(const Array& models);
   // Caches every model with its own class, then writes each one's row into its own class's table
-  // with one REPLACE statement each, all in one transaction: any row with the same key is
-  // replaced whole.
+  // as one REPLACE text with the values written in (OxDb::sqlFromReplaceFor), all texts run in
+  // one batch (OxSimpleDatabase::executeUpdates): any row with the same key is replaced whole.
+  // The fast path, with the text form's limits: a string value holding a single quote, a null,
+  // data or a container breaks its statement, and the batch stops there (the rows before it are
+  // kept; the error is logged). Use setModels() for such values.
   void batchModels(const Array& models);
-  // Writes the model's row into the class's table now, in one transaction: an update of the row
-  // with its key when there is one (columns the row does not hold keep their values), else a
-  // REPLACE. The row holds the stored properties that are set, and the update time.
+  // Writes the model's row into the class's table now: counts the rows of its key, then updates
+  // that row (columns the row does not hold keep their values) or else writes it with REPLACE.
+  // The row holds the stored properties that are set, and the update time.
   void setDbModel(const Ref<KivModel>& model, const ModelClass& cls);
-  // setDbModel() for every model into the class's table, whatever the models' own classes, in one
-  // transaction: every row is looked up first, then the rows that exist are updated, then the
-  // others written with REPLACE (of two models with one new key, the later wins).
+  // setDbModel() for every model into the class's table, whatever the models' own classes: every
+  // row's key is counted first, then in one transaction the rows that exist are updated and the
+  // others written with REPLACE, in order (of two models with one new key, the later wins).
   void setDbModels(const Array& models, const ModelClass& cls);
   // Blocks until every background write submitted so far has reached the table. Called from a
   // completion it returns at once.
@@ -228,8 +232,6 @@ class KivStorage {
     Ref<OxDbCollection> table;
     explicit operator bool() const noexcept { return static_cast<bool>(table); }
     OxDbCollection* operator->() const noexcept { return table.get(); }
-    // The table's rows by the class's key.
-    KeyedRows byKey(const ModelClass& cls) const { return KeyedRows(*database, *table, cls.kiv_key().description()); }
   };
   // A model's row as it was when the write was asked for, with the update time, and its key
   // value.
@@ -261,9 +263,10 @@ class KivStorage {
   static MutableDictionary rowOf(const KivModel& model);
   // The row and the model's key value for the class.
   static PendingRow pendingRow(const KivModel& model, const ModelClass& cls);
-  // Writes the rows in one transaction: each row whose key the table has is updated, then the
-  // others are written with REPLACE, in order.
-  static void writeRows(const HeldTable& table, const std::vector<PendingRow>& rows, const ModelClass& cls);
+  // The row condition of a key value: <key>='<text>', quotes in the text doubled.
+  static std::string rowCondition(const ModelClass& cls, const Value& keyValue);
+  // Writes one row: an update of the row with its key when there is one, else a REPLACE.
+  static void writeRow(const HeldTable& table, const PendingRow& row, const ModelClass& cls);
   // The model made from a table row, or null.
   static Ref<KivModel> modelFromRow(const OxDbRow* row, const ModelClass& cls);
 

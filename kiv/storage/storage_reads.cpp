@@ -36,7 +36,7 @@ Array KivStorage::allModels(const ModelClass& cls) {
 Ref<KivModel> KivStorage::dbModel(const Value& keyValue, const ModelClass& cls) {
   const HeldTable table = heldTable(cls);
   if (!table) return nullptr;
-  return modelFromRow(table.byKey(cls).find(keyValue).get(), cls);
+  return modelFromRow(table->findOne(rowCondition(cls, keyValue)).get(), cls);
 }
 
 Array KivStorage::dbModelsWith(const ModelClass& cls) { return modelsQuery({}, 0, cls); }

@@ -136,24 +136,37 @@ TEST_F(StorageTest, TheCacheHoldsTwoHundredModelsAndTheEvictedOnesComeFromTheTab
   EXPECT_EQ(storage->modelWith(201, kFeed), items[200].objectAs<KivModel>());
 }
 
-TEST_F(StorageTest, TransactionalSavesLookUpEveryRowThenUpdateBeforeInsertingInOneTransaction) {
+TEST_F(StorageTest, TransactionalSavesCountEveryKeyThenUpdateBeforeInsertingInOneTransaction) {
   const auto storage = openStorage();
   const Array old = feedItems(2, 2, "old");
   for (const Value& item : old) item.objectAs<FeedItem>()->setScore(9);
   storage->setDbModels(old, kFeed);
   traceStatements(*storage);
   storage->setModels(feedItems(1, 5, "new"));
-  const std::string count = "SELECT COUNT(itemId) rowcount FROM kiv_feeditem_v1 WHERE itemId=?\n";
-  const std::string update =
-      "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time "
-      "WHERE itemId=:itemId\n";
+  const auto count = [](int id) {
+    return "SELECT COUNT(itemId) rowcount FROM kiv_feeditem_v1 WHERE itemId='" + std::to_string(id) + "'\n";
+  };
+  const auto update = [](int id) {
+    return "UPDATE kiv_feeditem_v1 SET itemid=:itemid, title=:title, kiv_update_time=:kiv_update_time "
+           "WHERE itemId='" + std::to_string(id) + "'\n";
+  };
   const std::string replace =
       "REPLACE INTO kiv_feeditem_v1 (itemid,title,kiv_update_time) VALUES (:itemid, :title, :kiv_update_time)\n";
-  EXPECT_EQ(sql(), "begin exclusive transaction\n" + count + count + count + count + count + update + update + replace +
-                       replace + replace + "commit transaction");
+  EXPECT_EQ(sql(), count(1) + count(2) + count(3) + count(4) + count(5) + "begin exclusive transaction\n" +
+                       update(2) + update(3) + replace + replace + replace + "commit transaction");
   // Updated rows keep the columns that the new models do not set.
   EXPECT_EQ(onDisk("SELECT itemid, title, score FROM kiv_feeditem_v1 ORDER BY itemid"),
             "1|new1|NULL\n2|new2|9.0\n3|new3|9.0\n4|new4|NULL\n5|new5|NULL");
+}
+
+TEST_F(StorageTest, ReadsAndDeletesByKeyUseTheRowCondition) {
+  const auto storage = openStorage();
+  storage->setModels(feedItems(42, 1, "answer"));
+  traceStatements(*storage);
+  EXPECT_TRUE(storage->dbModel(Value("42"), kFeed));  // the text finds the number's row
+  storage->deleteWith(42, kFeed);
+  EXPECT_EQ(sql(), "SELECT * FROM kiv_feeditem_v1 WHERE itemId='42' LIMIT 1\n"
+                   "DELETE FROM kiv_feeditem_v1 WHERE itemId='42'");
 }
 
 TEST_F(StorageTest, ArraySavesWriteIntoTheFirstModelsTableWhileQuickSavesUseEachModelsOwn) {
@@ -180,13 +193,13 @@ TEST_F(StorageTest, QuickSavesReplaceWholeRows) {
   EXPECT_EQ(storage->modelWith(1, kFeed), full);
 }
 
-TEST_F(StorageTest, KeysAndValuesWithQuotesSaveAndReadBack) {
+TEST_F(StorageTest, KeysWithQuotesSaveReadBackAndDelete) {
   const std::string key = "it's 'quoted'";
   {
     const auto storage = openStorage();
     storage->setModel(Tag::make(key, 1));
     storage->setModels({Value(Tag::make("o'clock", 2))});
-    storage->batchModels({Value(Tag::make("'", 3))});
+    storage->setModels({Value(Tag::make("'", 3))});
   }
   const auto storage = openStorage();
   EXPECT_EQ(onDisk("SELECT name, uses FROM kiv_tag_v1 ORDER BY uses"), key + "|1\no'clock|2\n'|3");
@@ -195,10 +208,18 @@ TEST_F(StorageTest, KeysAndValuesWithQuotesSaveAndReadBack) {
     ASSERT_TRUE(tag) << name;
     EXPECT_EQ(static_cast<Tag&>(*tag).name().str(), name);
   }
-  storage->setModel(Tag::make(key, 10));
+  storage->setModel(Tag::make(key, 10));  // an update through the quoted condition
   storage->waitUntilBackgroundWritesFinish();
   storage->deleteWith(Value("o'clock"), kTag);
   EXPECT_EQ(onDisk("SELECT name, uses FROM kiv_tag_v1 ORDER BY uses"), "'|3\n" + key + "|10");
+}
+
+TEST_F(StorageTest, AQuoteInAQuickSavedTextStopsTheBatchThereWithALoggedError) {
+  const auto storage = openStorage();
+  storage->batchModels({Value(Tag::make("before", 1)), Value(Tag::make("o'clock", 2)), Value(Tag::make("after", 3))});
+  EXPECT_TRUE(log.contains("Error inserting batch"));
+  EXPECT_EQ(onDisk("SELECT name FROM kiv_tag_v1"), "before");
+  EXPECT_TRUE(storage->modelWith(Value("after"), kTag));  // the caches have every model
 }
 
 TEST_F(StorageTest, TheReadWithACompletionRunsOnAnotherThread) {

@@ -2,6 +2,7 @@
 #include <utility>
 #include <vector>
 
+#include "kiv/collection/ox_db.hpp"
 #include "kiv/foundation/date.hpp"
 #include "kiv/mapping/model_adapter.hpp"
 #include "kiv/storage/storage.hpp"
@@ -42,7 +43,7 @@ void KivStorage::setModel(const Ref<KivModel>& model, const ModelClass& cls) {
   transactionModel(model, cls);
   // The row is taken now, so the caller may go on changing the model while the write waits.
   backgroundQueue_.async([this, row = pendingRow(*model, cls), cls = &cls] {
-    if (const HeldTable table = heldTable(*cls)) writeRows(table, {row}, *cls);
+    if (const HeldTable table = heldTable(*cls)) writeRow(table, row, *cls);
   });
 }
 
@@ -70,48 +71,48 @@ void KivStorage::setModels(const Array& models) {
 
 void KivStorage::batchModels(const Array& models) {
   if (models.empty()) return;
-  const Ref<OxSimpleDatabase> db = database();
   for (const Value& element : models) {
     if (const Ref<KivModel> model = element.objectAs<KivModel>()) transactionModel(model, model->modelClass());
   }
+  const Ref<OxSimpleDatabase> db = database();
   if (!db) return;
-  // One REPLACE per model, with the values bound rather than written into the text: SQL text
-  // cannot carry every value (a quote, NULL, binary data), and one statement that fails would
-  // stop every statement after it. Consecutive models of one class share their table.
-  db->beginTransaction();
-  std::vector<Dictionary> run;
-  const ModelClass* runClass = nullptr;
-  const auto writeRun = [&] {
-    if (!run.empty()) upsertInRuns(*db->collection(tableName(*runClass).view()), run);
-    run.clear();
-  };
+  std::vector<std::string> statements;
+  statements.reserve(models.count());
   for (const Value& element : models) {
     if (const Ref<KivModel> model = element.objectAs<KivModel>()) {
-      if (&model->modelClass() != runClass) {
-        writeRun();
-        runClass = &model->modelClass();
-      }
-      run.push_back(rowOf(*model));
+      statements.push_back(OxDb::sqlFromReplaceFor(tableName(model->modelClass()).view(), rowOf(*model)));
     }
   }
-  writeRun();
-  db->commit();
+  db->executeUpdates(statements);
 }
 
 void KivStorage::setDbModel(const Ref<KivModel>& model, const ModelClass& cls) {
   const HeldTable table = heldTable(cls);
-  if (model && table) writeRows(table, {pendingRow(*model, cls)}, cls);
+  if (model && table) writeRow(table, pendingRow(*model, cls), cls);
 }
 
 void KivStorage::setDbModels(const Array& models, const ModelClass& cls) {
   const HeldTable table = heldTable(cls);
   if (!table) return;
-  std::vector<PendingRow> rows;
-  rows.reserve(models.count());
+  const std::string key = cls.kiv_key().description();
+  // Every key is counted before the transaction opens; then the existing rows are updated and
+  // the new ones written, in order.
+  std::vector<std::pair<std::string, Dictionary>> updates;
+  std::vector<Dictionary> inserts;
   for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) rows.push_back(pendingRow(*model, cls));
+    const Ref<KivModel> model = element.objectAs<KivModel>();
+    if (!model) continue;
+    std::string condition = rowCondition(cls, keyValueOf(*model, cls));
+    if (table->findCount(condition, key) != 0) {
+      updates.emplace_back(std::move(condition), rowOf(*model));
+    } else {
+      inserts.push_back(rowOf(*model));
+    }
   }
-  writeRows(table, rows, cls);
+  table.database->beginTransaction();
+  for (const auto& [condition, row] : updates) table->update(condition, row);
+  upsertInRuns(*table.table, inserts);
+  table.database->commit();
 }
 
 void KivStorage::waitUntilBackgroundWritesFinish() { backgroundQueue_.waitUntilIdle(); }
@@ -126,32 +127,27 @@ KivStorage::PendingRow KivStorage::pendingRow(const KivModel& model, const Model
   return {keyValueOf(model, cls), rowOf(model)};
 }
 
-void KivStorage::writeRows(const HeldTable& table, const std::vector<PendingRow>& rows, const ModelClass& cls) {
-  if (rows.empty()) return;
-  KeyedRows byKey = table.byKey(cls);
-  std::vector<Value> keyValues;
-  keyValues.reserve(rows.size());
-  for (const PendingRow& row : rows) keyValues.push_back(row.keyValue);
-  table.database->beginTransaction();
-  // Looked up inside the transaction: no other connection changes the rows in between, and the
-  // file is locked once rather than once per look-up.
-  const std::vector<bool> exists = byKey.contain(keyValues);
-  std::vector<Dictionary> inserts;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (exists[i]) {
-      byKey.update(rows[i].keyValue, rows[i].row);
-    } else {
-      inserts.push_back(rows[i].row);
-    }
+std::string KivStorage::rowCondition(const ModelClass& cls, const Value& keyValue) {
+  std::string text = keyValue.description();
+  for (std::size_t quote = text.find('\''); quote != std::string::npos; quote = text.find('\'', quote + 2)) {
+    text.insert(quote, 1, '\'');
   }
-  upsertInRuns(*table.table, inserts);
-  table.database->commit();
+  return cls.kiv_key().description() + "='" + text + "'";
+}
+
+void KivStorage::writeRow(const HeldTable& table, const PendingRow& row, const ModelClass& cls) {
+  const std::string condition = rowCondition(cls, row.keyValue);
+  if (table->findCount(condition, cls.kiv_key().description()) != 0) {
+    table->update(condition, row.row);
+  } else {
+    table->upsert(row.row);
+  }
 }
 
 // --- Deletes ------------------------------------------------------------------------------------
 
 void KivStorage::deleteWith(const Value& keyValue, const ModelClass& cls) {
-  if (const HeldTable table = heldTable(cls)) table.byKey(cls).remove(keyValue);
+  if (const HeldTable table = heldTable(cls)) table->delete_(rowCondition(cls, keyValue));
 }
 
 void KivStorage::deleteWithCondition(std::string_view condition, const ModelClass& cls) {
