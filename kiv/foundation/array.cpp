@@ -43,9 +43,9 @@ Array Array::fromVector(std::vector<Value> elements) {
 }
 
 const Array& Array::emptyArray() {
-  // Never released: the static's own reference keeps the count above zero.
-  static const Array empty = arrayOf<const Value*>(nullptr, nullptr, false);
-  return empty;
+  // Never destroyed, so that it serves code that runs at exit too.
+  static const Array* empty = new Array(arrayOf<const Value*>(nullptr, nullptr, false));
+  return *empty;
 }
 
 const Value& Array::objectAtIndex(std::size_t index) const noexcept {

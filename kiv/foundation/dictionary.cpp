@@ -169,8 +169,9 @@ HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bo
 Dictionary::Dictionary(std::initializer_list<Pair> pairs) : Dictionary(adopt(heapFromPairs(pairs, false))) {}
 
 const Dictionary& Dictionary::emptyDictionary() {
-  static const Dictionary empty = adopt(HeapDictionary::make(0, false));
-  return empty;
+  // Never destroyed, so that it serves code that runs at exit too.
+  static const Dictionary* empty = new Dictionary(adopt(HeapDictionary::make(0, false)));
+  return *empty;
 }
 
 const Value& Dictionary::objectForKey(std::string_view key) const noexcept { return lookup(*this, key); }

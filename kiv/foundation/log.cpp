@@ -9,14 +9,15 @@
 namespace kiv {
 namespace {
 
+// Never destroyed: code that runs at exit (a flush of background writes) may still log.
 std::mutex& sinkMutex() {
-  static std::mutex m;
-  return m;
+  static std::mutex* m = new std::mutex();
+  return *m;
 }
 
 LogSink& currentSink() {
-  static LogSink sink;
-  return sink;
+  static LogSink* sink = new LogSink();
+  return *sink;
 }
 
 void writeToStderr(std::string_view line) {

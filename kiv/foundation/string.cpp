@@ -3,7 +3,7 @@
 namespace kiv {
 
 const String& String::emptyString() {
-  static const String empty("");
+  static const String empty("");  // inline: nothing to destroy
   return empty;
 }
 
