@@ -354,6 +354,18 @@ class SqDatabase : public Object {
   // The statement for the SQL: a free cached one (reset) or a newly prepared one; nullptr,
   // logged, when it does not prepare.
   Ref<SqStatement> statementForQuery(std::string_view sql, bool* fromCache);
+  // A statement with the arguments bound, as the core query and update run it.
+  struct BoundStatement {
+    Ref<SqStatement> statement;  // nullptr when the SQL did not prepare
+    bool fromCache = false;
+    int parameterCount = 0;
+    int boundCount = 0;
+    bool complete() const noexcept { return boundCount == parameterCount; }
+  };
+  // Traces the SQL as `operation`, takes its statement (statementForQuery) and binds the
+  // arguments; a statement that not every parameter got a value for is finalized.
+  BoundStatement boundStatementForQuery(std::string_view operation, std::string_view sql, const Array& arrayArgs,
+                                        const Dictionary& dictionaryArgs, SqArgumentList listArgs);
   // Binds the arguments; returns how many parameters got a value.
   int bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
                     const Dictionary& dictionaryArgs, SqArgumentList listArgs);

@@ -21,6 +21,14 @@ void SqDBBlockSQLiteCallBackFunction(sqlite3_context* context, int argc, sqlite3
   (*static_cast<SqFunctionBlock*>(sqlite3_user_data(context)))(context, argc, argv);
 }
 
+// The SQL and the arguments that extractSQL makes of a format and its variable arguments.
+struct FormattedSQL {
+  FormattedSQL(const char* format, va_list args) { SqDatabase::extractSQL(format, args, sql, arguments); }
+
+  std::string sql;
+  const MutableArray arguments = MutableArray::array();
+};
+
 void traceArgument(const Value& argument) {
   if (argument.isData()) {
     log("data: " + std::to_string(argument.asData().size()) + " bytes");
@@ -130,6 +138,21 @@ int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const 
 
 // --- The core query and update ------------------------------------------------------------------
 
+SqDatabase::BoundStatement SqDatabase::boundStatementForQuery(std::string_view operation, std::string_view sql,
+                                                              const Array& arrayArgs,
+                                                              const Dictionary& dictionaryArgs,
+                                                              SqArgumentList listArgs) {
+  if (traceExecution_) log(description() + " " + std::string(operation) + ": " + std::string(sql));
+  BoundStatement bound;
+  bound.statement = statementForQuery(sql, &bound.fromCache);
+  if (!bound.statement) return bound;
+  bound.parameterCount = sqlite3_bind_parameter_count(bound.statement->statement());
+  bound.boundCount = bindArguments(*bound.statement, bound.parameterCount, arrayArgs, dictionaryArgs, listArgs);
+  // A cached statement is finalized too; the cache no longer hands it out.
+  if (!bound.complete()) bound.statement->close();
+  return bound;
+}
+
 Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql,
                                                                                   const Array& arrayArgs,
                                                                                   const Dictionary& dictionaryArgs,
@@ -137,19 +160,14 @@ Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArrayOrDictionaryOrVALis
   if (!databaseExists()) return nullptr;
   ExecutingStatement executing(*this);
   if (!executing.entered()) return nullptr;
-  if (traceExecution_) log(description() + " executeQuery: " + std::string(sql));
-
-  bool fromCache = false;
-  Ref<SqStatement> statement = statementForQuery(sql, &fromCache);
-  if (!statement) return nullptr;
-  const int parameterCount = sqlite3_bind_parameter_count(statement->statement());
-  if (bindArguments(*statement, parameterCount, arrayArgs, dictionaryArgs, listArgs) != parameterCount) {
+  const BoundStatement bound = boundStatementForQuery("executeQuery", sql, arrayArgs, dictionaryArgs, listArgs);
+  if (!bound.statement) return nullptr;
+  if (!bound.complete()) {
     log("Error: the bind count is not correct for the # of variables (executeQuery)");
-    // A cached statement is finalized too; the cache no longer hands it out.
-    statement->close();
     return nullptr;
   }
-  if (!fromCache && shouldCacheStatements_) setCachedStatement(statement, sql);
+  const Ref<SqStatement>& statement = bound.statement;
+  if (!bound.fromCache && shouldCacheStatements_) setCachedStatement(statement, sql);
 
   Ref<SqResultSet> resultSet = SqResultSet::resultSetWithStatement(statement, Ref<SqDatabase>(this));
   resultSet->setQuery(sql);
@@ -166,22 +184,19 @@ bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(
   if (!databaseExists()) return false;
   ExecutingStatement executing(*this);
   if (!executing.entered()) return false;
-  if (traceExecution_) log(description() + " executeUpdate: " + std::string(sql));
-
-  bool fromCache = false;
-  Ref<SqStatement> statement = statementForQuery(sql, &fromCache);
-  if (!statement) {
+  const BoundStatement bound = boundStatementForQuery("executeUpdate", sql, arrayArgs, dictionaryArgs, listArgs);
+  if (!bound.statement) {
     if (outError) *outError = errorWithMessage(lastErrorMessage());
     return false;
   }
-  const int parameterCount = sqlite3_bind_parameter_count(statement->statement());
-  const int bound = bindArguments(*statement, parameterCount, arrayArgs, dictionaryArgs, listArgs);
-  if (bound != parameterCount) {
-    log("Error: the bind count (" + std::to_string(bound) + ") is not correct for the # of variables in the query (" +
-        std::to_string(parameterCount) + ") (" + std::string(sql) + ") (executeUpdate)");
-    statement->close();
+  if (!bound.complete()) {
+    log("Error: the bind count (" + std::to_string(bound.boundCount) +
+        ") is not correct for the # of variables in the query (" + std::to_string(bound.parameterCount) + ") (" +
+        std::string(sql) + ") (executeUpdate)");
     return false;
   }
+  const Ref<SqStatement>& statement = bound.statement;
+  const bool fromCache = bound.fromCache;
 
   const int rc = sqlite3_step(statement->statement());
   if (rc != SQLITE_DONE && logsErrors_) logStepFailure(rc, sql);
@@ -232,13 +247,11 @@ Ref<SqResultSet> SqDatabase::executeQueryWithVAList(std::string_view sql, SqArgu
 }
 
 Ref<SqResultSet> SqDatabase::executeQueryWithFormat(const char* format, ...) {
-  std::string sql;
-  const MutableArray arguments = MutableArray::array();
   va_list args;
   va_start(args, format);
-  extractSQL(format, args, sql, arguments);
+  const FormattedSQL formatted(format, args);
   va_end(args);
-  return executeQueryWithArgumentsInArray(sql, arguments);
+  return executeQueryWithArgumentsInArray(formatted.sql, formatted.arguments);
 }
 
 bool SqDatabase::executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments) {
@@ -255,13 +268,11 @@ bool SqDatabase::executeUpdateWithVAList(std::string_view sql, SqArgumentList ar
 }
 
 bool SqDatabase::executeUpdateWithFormat(const char* format, ...) {
-  std::string sql;
-  const MutableArray arguments = MutableArray::array();
   va_list args;
   va_start(args, format);
-  extractSQL(format, args, sql, arguments);
+  const FormattedSQL formatted(format, args);
   va_end(args);
-  return executeUpdateWithArgumentsInArray(sql, arguments);
+  return executeUpdateWithArgumentsInArray(formatted.sql, formatted.arguments);
 }
 
 // --- Bulk statements and SQL functions ----------------------------------------------------------
