@@ -35,15 +35,20 @@ TEST_F(SqDatabaseTest, OpensMemoryTemporaryAndFileDatabases) {
   }
   EXPECT_TRUE(std::filesystem::exists(dir.file("other.db")));
   EXPECT_TRUE(db->goodConnection());
-  EXPECT_EQ(SqDatabase::SqDBVersion(), 0x230u);
 }
 
-TEST_F(SqDatabaseTest, ClosedConnectionRefusesWorkAndReopens) {
+TEST_F(SqDatabaseTest, CloseFinishesStatementsAndResultSetsAndRefusesWorkUntilReopened) {
+  db->setShouldCacheStatements(true);
+  Ref<SqResultSet> rs = db->executeQuery("select * from t");
   sqlite3_stmt* leaked[2] = {};
   for (sqlite3_stmt*& statement : leaked) sqlite3_prepare_v2(db->sqliteHandle(), "select 1", -1, &statement, nullptr);
   LogCapture log;
   ASSERT_TRUE(db->close());
   EXPECT_EQ(log.count("Closing leaked statement"), 2u);
+  EXPECT_FALSE(db->hasOpenResultSets());
+  EXPECT_TRUE(db->cachedStatements()->empty());
+  EXPECT_EQ(rs->parentDB(), nullptr);
+  EXPECT_FALSE(rs->next());
   EXPECT_FALSE(db->goodConnection());
   EXPECT_EQ(db->executeQuery("select 1"), nullptr);
   EXPECT_FALSE(db->executeUpdate("delete from t"));
@@ -151,17 +156,6 @@ TEST_F(SqDatabaseTest, CachedStatementsAreReusedOnlyWhenFree) {
   db->setShouldCacheStatements(false);
   EXPECT_EQ(db->cachedStatements(), nullptr);
   EXPECT_TRUE(third->next());
-}
-
-TEST_F(SqDatabaseTest, ClosingTheConnectionClosesItsResultSets) {
-  db->setShouldCacheStatements(true);
-  Ref<SqResultSet> rs = db->executeQuery("select * from t");
-  db->close();
-  EXPECT_FALSE(db->hasOpenResultSets());
-  EXPECT_TRUE(db->cachedStatements()->empty());
-  EXPECT_EQ(rs->parentDB(), nullptr);
-  LogCapture log;
-  EXPECT_FALSE(rs->next());
 }
 
 TEST_F(SqDatabaseTest, DatesAreSecondsOrTheFormattersText) {
