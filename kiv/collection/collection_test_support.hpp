@@ -11,11 +11,11 @@
 #include "kiv/collection/db_collection.hpp"
 #include "kiv/collection/simple_database.hpp"
 #include "kiv/sqlite/database.hpp"
-#include "kiv/testing/test_support.hpp"
+#include "kiv/testing/database_fixture.hpp"
 
 namespace kiv::testing {
 
-class CollectionTest : public ::testing::Test {
+class CollectionTest : public DatabaseFixture {
  protected:
   // Creates the table with the columns and returns its collection.
   Ref<OxDbCollection> table(std::string_view name, std::string_view columns) {
@@ -24,44 +24,8 @@ class CollectionTest : public ::testing::Test {
   }
 
   // From now on the connection logs every statement; sql() lists their texts.
-  void traceStatements() {
-    db->inDatabase([](SqDatabase& connection) { connection.setTraceExecution(true); });
-    log.clear();
-  }
-  // The texts of the statements run since traceStatements() or the last call, one per line.
-  std::string sql() {
-    std::string texts;
-    for (const std::string& line : log.lines()) {
-      for (std::string_view marker : {" executeQuery: ", " executeUpdate: "}) {
-        if (const std::size_t at = line.find(marker); at != std::string::npos) {
-          texts.append(texts.empty() ? "" : "\n").append(line, at + marker.size());
-        }
-      }
-    }
-    log.clear();
-    return texts;
-  }
+  void traceStatements() { DatabaseFixture::traceStatements(*db); }
 
-  // The rows of the query as a second connection to the file reads them: one row per line, its
-  // columns as text joined by "|", NULL as "NULL".
-  std::string onDisk(std::string_view query) {
-    Ref<SqDatabase> reader = SqDatabase::databaseWithPath(path);
-    EXPECT_TRUE(reader->open());
-    Ref<SqResultSet> resultSet = reader->executeQuery(query);
-    std::string rows;
-    while (resultSet && resultSet->next()) {
-      if (!rows.empty()) rows += '\n';
-      for (int i = 0; i < resultSet->columnCount(); ++i) {
-        if (i) rows += '|';
-        rows += resultSet->columnIndexIsNull(i) ? "NULL" : resultSet->stringForColumnIndex(i).str();
-      }
-    }
-    return rows;
-  }
-
-  LogCapture log;
-  TempDir dir;
-  std::string path = dir.file("collection.db");
   Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(path);
 };
 
