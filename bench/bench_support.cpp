@@ -1,6 +1,6 @@
 #include "bench_support.hpp"
 
-#include <filesystem>
+#include <array>
 #include <fstream>
 #include <sstream>
 
@@ -13,6 +13,39 @@ std::optional<std::string> read(const std::filesystem::path& path) {
   std::ostringstream content;
   content << in.rdbuf();
   return content.str();
+}
+
+constexpr std::array<const char*, kPersonColumns> kPersonColumnNames = {"id",  "name", "email",  "score",
+                                                                        "age", "note", "active", "created"};
+
+Value personValue(const PersonRow& row, int column) {
+  switch (column) {
+    case 0: return Value(static_cast<long long>(row.id));
+    case 1: return Value(row.name);
+    case 2: return Value(row.email);
+    case 3: return Value(row.score);
+    case 4: return Value(row.age);
+    case 5: return Value(row.note);
+    case 6: return Value(row.active);
+    default: return Value(row.created);
+  }
+}
+
+std::string columnText(sqlite3_stmt* statement, int column) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+  return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+}
+
+void bindPersonRow(sqlite3_stmt* statement, const PersonRow& row, int columns) {
+  sqlite3_bind_int64(statement, 1, row.id);
+  sqlite3_bind_text(statement, 2, row.name.c_str(), -1, SQLITE_STATIC);
+  sqlite3_bind_text(statement, 3, row.email.c_str(), -1, SQLITE_STATIC);
+  sqlite3_bind_double(statement, 4, row.score);
+  sqlite3_bind_int(statement, 5, row.age);
+  sqlite3_bind_text(statement, 6, row.note.c_str(), -1, SQLITE_STATIC);
+  if (columns < kPersonColumns) return;
+  sqlite3_bind_int(statement, 7, row.active);
+  sqlite3_bind_double(statement, 8, row.created);
 }
 
 }  // namespace
@@ -30,5 +63,68 @@ bool requireData(benchmark::State& state, const std::optional<std::string>& data
   state.SkipWithError((std::string(name) + " not found in ../shared/data; skipped").c_str());
   return false;
 }
+
+const std::vector<PersonRow>& personRows() {
+  static const std::vector<PersonRow> rows = [] {
+    std::vector<PersonRow> out(kPersonRows);
+    for (int i = 0; i < kPersonRows; ++i) {
+      const std::string number = std::to_string(i);
+      out[i] = PersonRow{i,           "user" + number, "user" + number + "@example.com",
+                         i * 0.5,     18 + i % 60,     "a note of moderate length for row number " + number,
+                         i % 3 == 0, 1.6e9 + i};
+    }
+    return out;
+  }();
+  return rows;
+}
+
+std::vector<Dictionary> personDictionaries(int columns) {
+  std::vector<Dictionary> out;
+  out.reserve(kPersonRows);
+  for (const PersonRow& row : personRows()) {
+    const MutableDictionary dictionary = MutableDictionary::dictionary(static_cast<std::size_t>(columns));
+    for (int column = 0; column < columns; ++column) {
+      dictionary.setObject(personValue(row, column), kPersonColumnNames[column]);
+    }
+    out.push_back(dictionary.copy());
+  }
+  return out;
+}
+
+bool writePersonRows(sqlite3* db, const char* sql, int columns) {
+  bool written = true;
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+  for (const PersonRow& row : personRows()) {
+    bindPersonRow(statement, row, columns);
+    written = sqlite3_step(statement) == SQLITE_DONE && written;
+    sqlite3_reset(statement);
+  }
+  sqlite3_finalize(statement);
+  return written;
+}
+
+void readPersonRow(sqlite3_stmt* statement, int columns, PersonRow& row) {
+  row.id = sqlite3_column_int64(statement, 0);
+  row.name = columnText(statement, 1);
+  row.email = columnText(statement, 2);
+  row.score = sqlite3_column_double(statement, 3);
+  row.age = sqlite3_column_int(statement, 4);
+  row.note = columnText(statement, 5);
+  if (columns < kPersonColumns) return;
+  row.active = sqlite3_column_int(statement, 6) != 0;
+  row.created = sqlite3_column_double(statement, 7);
+}
+
+void setPersonRowsProcessed(benchmark::State& state) { state.SetItemsProcessed(state.iterations() * kPersonRows); }
+
+BenchFile::BenchFile(std::string_view name)
+    : path_(std::filesystem::temp_directory_path() / ("kiv-bench-" + std::string(name) + ".db")) {
+  std::filesystem::remove(path_);
+}
+
+BenchFile::~BenchFile() { std::filesystem::remove(path_); }
+
+void exec(sqlite3* db, const char* sql) { sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
 
 }  // namespace kiv::bench

@@ -14,84 +14,27 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench_support.hpp"
 #include "kiv/collection/db_collection.hpp"
 #include "kiv/collection/simple_database.hpp"
 #include "kiv/foundation/dictionary.hpp"
 
 namespace {
 
-constexpr int kRows = 100000;
+namespace bench = kiv::bench;
+
 constexpr const char* kCreate =
     "create table if not exists rows (id INTEGER PRIMARY KEY, name TEXT, email TEXT, score REAL, age INTEGER, "
     "note TEXT)";
 constexpr const char* kReplace = "REPLACE INTO rows (id,name,email,score,age,note) VALUES (?, ?, ?, ?, ?, ?)";
 
-struct Row {
-  std::int64_t id = 0;
-  std::string name;
-  std::string email;
-  double score = 0;
-  int age = 0;
-  std::string note;
-};
-
-const std::vector<Row>& rows() {
-  static const std::vector<Row> rows = [] {
-    std::vector<Row> out(kRows);
-    for (int i = 0; i < kRows; ++i) {
-      out[i] = Row{i, "user" + std::to_string(i), "user" + std::to_string(i) + "@example.com", i * 0.5, 18 + i % 60,
-                   "a note of moderate length for row number " + std::to_string(i)};
-    }
-    return out;
-  }();
-  return rows;
-}
-
-std::vector<kiv::Dictionary> rowDictionaries() {
-  std::vector<kiv::Dictionary> out;
-  out.reserve(kRows);
-  for (const Row& r : rows()) {
-    out.push_back(kiv::Dictionary{{"id", static_cast<long long>(r.id)},
-                                  {"name", r.name},
-                                  {"email", r.email},
-                                  {"score", r.score},
-                                  {"age", r.age},
-                                  {"note", r.note}});
-  }
-  return out;
-}
-
-// A database file in the temporary directory, removed before and after.
-class BenchFile {
- public:
-  explicit BenchFile(const std::string& name)
-      : path_(std::filesystem::temp_directory_path() / ("kiv-collection-bench-" + name + ".db")) {
-    std::filesystem::remove(path_);
-  }
-  ~BenchFile() { std::filesystem::remove(path_); }
-  std::string path() const { return path_.string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
-void exec(sqlite3* db, const char* sql) { sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
-
-void bindRow(sqlite3_stmt* statement, const Row& r) {
-  sqlite3_bind_int64(statement, 1, r.id);
-  sqlite3_bind_text(statement, 2, r.name.c_str(), -1, SQLITE_STATIC);
-  sqlite3_bind_text(statement, 3, r.email.c_str(), -1, SQLITE_STATIC);
-  sqlite3_bind_double(statement, 4, r.score);
-  sqlite3_bind_int(statement, 5, r.age);
-  sqlite3_bind_text(statement, 6, r.note.c_str(), -1, SQLITE_STATIC);
-}
+std::vector<kiv::Dictionary> rowDictionaries() { return bench::personDictionaries(bench::kPersonCoreColumns); }
 
 // A database over a new file with the table, its statement cache as the benchmark's argument.
-kiv::Ref<kiv::OxSimpleDatabase> openDatabase(const BenchFile& file, benchmark::State& state) {
+kiv::Ref<kiv::OxSimpleDatabase> openDatabase(const bench::BenchFile& file, benchmark::State& state) {
   kiv::Ref<kiv::OxSimpleDatabase> db = kiv::OxSimpleDatabase::databaseWithPath(file.path());
   db->executeUpdate(kCreate);
   const bool cache = state.range(0) != 0;
@@ -100,59 +43,56 @@ kiv::Ref<kiv::OxSimpleDatabase> openDatabase(const BenchFile& file, benchmark::S
 }
 
 void BM_RawPreparedUpsert(benchmark::State& state) {
-  BenchFile file("raw-upsert");
+  bench::BenchFile file("collection-raw-upsert");
   sqlite3* db = nullptr;
   sqlite3_open(file.path().c_str(), &db);
-  exec(db, kCreate);
+  bench::exec(db, kCreate);
   for (auto _ : state) {
-    exec(db, "begin exclusive transaction");
-    sqlite3_stmt* replace = nullptr;
-    sqlite3_prepare_v2(db, kReplace, -1, &replace, nullptr);
-    for (const Row& r : rows()) {
-      bindRow(replace, r);
-      if (sqlite3_step(replace) != SQLITE_DONE) state.SkipWithError("replace failed");
-      sqlite3_reset(replace);
-    }
-    sqlite3_finalize(replace);
-    exec(db, "commit transaction");
+    bench::exec(db, "begin exclusive transaction");
+    if (!bench::writePersonRows(db, kReplace, bench::kPersonCoreColumns)) state.SkipWithError("replace failed");
+    bench::exec(db, "commit transaction");
   }
   sqlite3_close(db);
-  state.SetItemsProcessed(state.iterations() * kRows);
+  bench::setPersonRowsProcessed(state);
 }
 BENCHMARK(BM_RawPreparedUpsert)->Unit(benchmark::kMillisecond);
 
-void BM_BatchUpsert(benchmark::State& state) {
-  BenchFile file("batch-upsert");
+// Writes every row on each iteration through write(collection, rows), between beginTransaction
+// and commit.
+template <class Write>
+void writeInTransactions(benchmark::State& state, std::string_view fileName, Write write) {
+  bench::BenchFile file(fileName);
   const std::vector<kiv::Dictionary> dictionaries = rowDictionaries();
   kiv::Ref<kiv::OxSimpleDatabase> db = openDatabase(file, state);
   kiv::Ref<kiv::OxDbCollection> collection = db->collection("rows");
   for (auto _ : state) {
     db->beginTransaction();
-    if (!collection->batchUpsert(dictionaries)) state.SkipWithError("batchUpsert failed");
+    if (!write(*collection, dictionaries)) state.SkipWithError("upsert failed");
     db->commit();
   }
-  state.SetItemsProcessed(state.iterations() * kRows);
+  bench::setPersonRowsProcessed(state);
+}
+
+void BM_BatchUpsert(benchmark::State& state) {
+  writeInTransactions(state, "collection-batch-upsert",
+                      [](kiv::OxDbCollection& collection, const std::vector<kiv::Dictionary>& rows) {
+                        return collection.batchUpsert(rows);
+                      });
 }
 BENCHMARK(BM_BatchUpsert)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_UpsertRowByRow(benchmark::State& state) {
-  BenchFile file("upsert-row-by-row");
-  const std::vector<kiv::Dictionary> dictionaries = rowDictionaries();
-  kiv::Ref<kiv::OxSimpleDatabase> db = openDatabase(file, state);
-  kiv::Ref<kiv::OxDbCollection> collection = db->collection("rows");
-  for (auto _ : state) {
-    db->beginTransaction();
-    for (const kiv::Dictionary& row : dictionaries) {
-      if (!collection->upsert(row)) state.SkipWithError("upsert failed");
-    }
-    db->commit();
-  }
-  state.SetItemsProcessed(state.iterations() * kRows);
+  writeInTransactions(state, "collection-upsert-row-by-row",
+                      [](kiv::OxDbCollection& collection, const std::vector<kiv::Dictionary>& rows) {
+                        bool written = true;
+                        for (const kiv::Dictionary& row : rows) written = collection.upsert(row) && written;
+                        return written;
+                      });
 }
 BENCHMARK(BM_UpsertRowByRow)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_FindOneByKey(benchmark::State& state) {
-  BenchFile file("find-one");
+  bench::BenchFile file("collection-find-one");
   kiv::Ref<kiv::OxSimpleDatabase> db = openDatabase(file, state);
   kiv::Ref<kiv::OxDbCollection> collection = db->collection("rows");
   const std::vector<kiv::Dictionary> dictionaries = rowDictionaries();
@@ -168,8 +108,8 @@ void BM_FindOneByKey(benchmark::State& state) {
 BENCHMARK(BM_FindOneByKey)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 // The file of the read benchmarks, filled once.
-const BenchFile& filledFile() {
-  static const BenchFile file("read");
+const bench::BenchFile& filledFile() {
+  static const bench::BenchFile file("collection-read");
   static const bool filled = [] {
     kiv::Ref<kiv::OxSimpleDatabase> db = kiv::OxSimpleDatabase::databaseWithPath(file.path());
     db->executeUpdate(kCreate);
@@ -182,28 +122,22 @@ const BenchFile& filledFile() {
   return file;
 }
 
-std::string columnText(sqlite3_stmt* statement, int column) {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-  return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
-}
-
 void BM_RawSelectAll(benchmark::State& state) {
   sqlite3* db = nullptr;
   sqlite3_open(filledFile().path().c_str(), &db);
   for (auto _ : state) {
-    std::vector<Row> out;
-    out.reserve(kRows);
+    std::vector<bench::PersonRow> out;
+    out.reserve(bench::kPersonRows);
     sqlite3_stmt* select = nullptr;
     sqlite3_prepare_v2(db, "SELECT * FROM rows", -1, &select, nullptr);
     while (sqlite3_step(select) == SQLITE_ROW) {
-      out.push_back(Row{sqlite3_column_int64(select, 0), columnText(select, 1), columnText(select, 2),
-                        sqlite3_column_double(select, 3), sqlite3_column_int(select, 4), columnText(select, 5)});
+      bench::readPersonRow(select, bench::kPersonCoreColumns, out.emplace_back());
     }
     sqlite3_finalize(select);
     benchmark::DoNotOptimize(out);
   }
   sqlite3_close(db);
-  state.SetItemsProcessed(state.iterations() * kRows);
+  bench::setPersonRowsProcessed(state);
 }
 BENCHMARK(BM_RawSelectAll)->Unit(benchmark::kMillisecond);
 
@@ -212,10 +146,10 @@ void BM_FindAll(benchmark::State& state) {
   kiv::Ref<kiv::OxDbCollection> collection = db->collection("rows");
   for (auto _ : state) {
     kiv::OxDbRows found = collection->find();
-    if (found.size() != kRows) state.SkipWithError("rows missing");
+    if (found.size() != bench::kPersonRows) state.SkipWithError("rows missing");
     benchmark::DoNotOptimize(found);
   }
-  state.SetItemsProcessed(state.iterations() * kRows);
+  bench::setPersonRowsProcessed(state);
 }
 BENCHMARK(BM_FindAll)->Unit(benchmark::kMillisecond);
 
