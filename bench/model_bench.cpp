@@ -2,8 +2,9 @@
 //
 // Baselines: a plain struct with the same fields, written directly (and with one bit set beside
 // the store, which is what a recording setter promises: a constant bit, and a bit chosen at run
-// time), read directly and boxed into a Value, written from a Value by its lenient accessor. Ratios: recorded setter / plain store and bit;
-// descriptor read / direct read and box; descriptor write / direct unbox and store.
+// time), read directly and boxed into a Value, written from a Value by its lenient accessor.
+// Ratios: recorded setter / plain store and bit; descriptor read / direct read and box;
+// descriptor write / direct unbox and store.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -38,6 +39,34 @@ const kiv::String& longTitle() {
   static const kiv::String title("a title longer than fourteen bytes");
   return title;
 }
+
+// The properties read and written: the PlainItem field, how a Value is read into it, the
+// BenchItem property and the value.
+struct Int64Field {
+  static constexpr auto field = &PlainItem::count;
+  static constexpr auto read = &kiv::Value::longLongValue;
+  static constexpr const char* property = "count";
+  static kiv::Value value() { return kiv::Value(std::int64_t{42}); }
+};
+// A 32-bit signed property gets the second, unsigned call too.
+struct Int32Field {
+  static constexpr auto field = &PlainItem::rank;
+  static constexpr auto read = &kiv::Value::intValue;
+  static constexpr const char* property = "rank";
+  static kiv::Value value() { return kiv::Value(7); }
+};
+struct DoubleField {
+  static constexpr auto field = &PlainItem::score;
+  static constexpr auto read = &kiv::Value::doubleValue;
+  static constexpr const char* property = "score";
+  static kiv::Value value() { return kiv::Value(2.5); }
+};
+struct StringField {
+  static constexpr auto field = &PlainItem::title;
+  static constexpr auto read = &kiv::Value::asString;
+  static constexpr const char* property = "title";
+  static kiv::Value value() { return kiv::Value(longTitle()); }
+};
 
 // --- Setter ---------------------------------------------------------------------------------
 
@@ -98,51 +127,33 @@ BENCHMARK(BM_RecordedSetter);
 
 // --- Reads ----------------------------------------------------------------------------------
 
-void BM_DirectReadBoxed_Int64(benchmark::State& state) {
+template <class Read>
+void BM_DirectReadBoxed(benchmark::State& state) {
   PlainItem item;
-  item.count = 42;
+  item.*Read::field = (Read::value().*Read::read)();
   for (auto _ : state) {
     benchmark::DoNotOptimize(&item);
-    kiv::Value v(item.count);
+    kiv::Value v(item.*Read::field);
     benchmark::DoNotOptimize(v);
   }
 }
-BENCHMARK(BM_DirectReadBoxed_Int64);
 
-void BM_ValueForInfo_Int64(benchmark::State& state) {
-  const kiv::KivProPertyInfo& count = info("count");
+template <class Read>
+void BM_ValueForInfo(benchmark::State& state) {
+  const kiv::KivProPertyInfo& descriptor = info(Read::property);
   auto item = kiv::makeRef<BenchItem>();
-  item->setCount(42);
+  item->kiv_setValue(Read::value(), descriptor);
   for (auto _ : state) {
     benchmark::DoNotOptimize(item.get());
-    kiv::Value v = item->kiv_valueForInfo(count);
+    kiv::Value v = item->kiv_valueForInfo(descriptor);
     benchmark::DoNotOptimize(v);
   }
 }
-BENCHMARK(BM_ValueForInfo_Int64);
 
-void BM_DirectReadBoxed_String(benchmark::State& state) {
-  PlainItem item;
-  item.title = longTitle();
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(&item);
-    kiv::Value v(item.title);
-    benchmark::DoNotOptimize(v);
-  }
-}
-BENCHMARK(BM_DirectReadBoxed_String);
-
-void BM_ValueForInfo_String(benchmark::State& state) {
-  const kiv::KivProPertyInfo& title = info("title");
-  auto item = kiv::makeRef<BenchItem>();
-  item->setTitle(longTitle());
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(item.get());
-    kiv::Value v = item->kiv_valueForInfo(title);
-    benchmark::DoNotOptimize(v);
-  }
-}
-BENCHMARK(BM_ValueForInfo_String);
+BENCHMARK_TEMPLATE(BM_DirectReadBoxed, Int64Field);
+BENCHMARK_TEMPLATE(BM_ValueForInfo, Int64Field);
+BENCHMARK_TEMPLATE(BM_DirectReadBoxed, StringField);
+BENCHMARK_TEMPLATE(BM_ValueForInfo, StringField);
 
 // Key-value access by name, for comparison (not a target).
 void BM_ValueForKey_Int64(benchmark::State& state) {
@@ -158,98 +169,37 @@ BENCHMARK(BM_ValueForKey_Int64);
 
 // --- Writes ---------------------------------------------------------------------------------
 
-void BM_DirectWriteUnboxed_Int64(benchmark::State& state) {
+template <class Written>
+void BM_DirectWriteUnboxed(benchmark::State& state) {
   PlainItem item;
-  const kiv::Value value(std::int64_t{42});
+  const kiv::Value value = Written::value();
   for (auto _ : state) {
     benchmark::DoNotOptimize(&item);
-    item.count = value.longLongValue();
+    item.*Written::field = (value.*Written::read)();
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_DirectWriteUnboxed_Int64);
 
-void BM_SetValueForInfo_Int64(benchmark::State& state) {
-  const kiv::KivProPertyInfo& count = info("count");
+template <class Written>
+void BM_SetValueForInfo(benchmark::State& state) {
+  const kiv::KivProPertyInfo& descriptor = info(Written::property);
   auto item = kiv::makeRef<BenchItem>();
-  const kiv::Value value(std::int64_t{42});
+  const kiv::Value value = Written::value();
   for (auto _ : state) {
     benchmark::DoNotOptimize(item.get());
-    item->kiv_setValue(value, count);
+    item->kiv_setValue(value, descriptor);
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_SetValueForInfo_Int64);
 
-void BM_DirectWriteUnboxed_Int32(benchmark::State& state) {
-  PlainItem item;
-  const kiv::Value value(7);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(&item);
-    item.rank = value.intValue();
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_DirectWriteUnboxed_Int32);
-
-// Includes the second, unsigned call that 32-bit signed properties get.
-void BM_SetValueForInfo_Int32(benchmark::State& state) {
-  const kiv::KivProPertyInfo& rank = info("rank");
-  auto item = kiv::makeRef<BenchItem>();
-  const kiv::Value value(7);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(item.get());
-    item->kiv_setValue(value, rank);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_SetValueForInfo_Int32);
-
-void BM_DirectWriteUnboxed_Double(benchmark::State& state) {
-  PlainItem item;
-  const kiv::Value value(2.5);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(&item);
-    item.score = value.doubleValue();
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_DirectWriteUnboxed_Double);
-
-void BM_SetValueForInfo_Double(benchmark::State& state) {
-  const kiv::KivProPertyInfo& score = info("score");
-  auto item = kiv::makeRef<BenchItem>();
-  const kiv::Value value(2.5);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(item.get());
-    item->kiv_setValue(value, score);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_SetValueForInfo_Double);
-
-void BM_DirectWriteUnboxed_String(benchmark::State& state) {
-  PlainItem item;
-  const kiv::Value value(longTitle());
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(&item);
-    item.title = value.asString();
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_DirectWriteUnboxed_String);
-
-void BM_SetValueForInfo_String(benchmark::State& state) {
-  const kiv::KivProPertyInfo& title = info("title");
-  auto item = kiv::makeRef<BenchItem>();
-  const kiv::Value value(longTitle());
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(item.get());
-    item->kiv_setValue(value, title);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(BM_SetValueForInfo_String);
+BENCHMARK_TEMPLATE(BM_DirectWriteUnboxed, Int64Field);
+BENCHMARK_TEMPLATE(BM_SetValueForInfo, Int64Field);
+BENCHMARK_TEMPLATE(BM_DirectWriteUnboxed, Int32Field);
+BENCHMARK_TEMPLATE(BM_SetValueForInfo, Int32Field);
+BENCHMARK_TEMPLATE(BM_DirectWriteUnboxed, DoubleField);
+BENCHMARK_TEMPLATE(BM_SetValueForInfo, DoubleField);
+BENCHMARK_TEMPLATE(BM_DirectWriteUnboxed, StringField);
+BENCHMARK_TEMPLATE(BM_SetValueForInfo, StringField);
 
 }  // namespace
 
