@@ -21,7 +21,7 @@ class StorageCleanupTest : public StorageTest {
   }
 };
 
-TEST_F(StorageCleanupTest, DeletesRowsOlderThanTheIntervalWithASixDecimalCutOff) {
+TEST_F(StorageCleanupTest, DeletesRowsOlderThanTheIntervalWithASixDecimalCutOffButLeavesTheCache) {
   const auto storage = openStorage();
   saveAged(*storage, 31, 31 * kDay);
   saveAged(*storage, 29, 29 * kDay);
@@ -31,12 +31,10 @@ TEST_F(StorageCleanupTest, DeletesRowsOlderThanTheIntervalWithASixDecimalCutOff)
   EXPECT_TRUE(std::regex_match(sql(), std::regex(R"(DELETE FROM kiv_feeditem_v1 WHERE kiv_update_time < \d+\.\d{6})")));
   EXPECT_EQ(onDisk("SELECT itemid FROM kiv_feeditem_v1"), "29");
   EXPECT_TRUE(storage->modelWith(31, kFeed));
-}
 
-TEST_F(StorageCleanupTest, AZeroIntervalDeletesEveryRowWrittenBeforeTheCall) {
+  // A zero interval deletes every row written before the call.
   TestMap::clearTimeInterval = 0;
-  const auto storage = openStorage();
-  storage->setModels({Value(FeedItem::make(1, "a")), Value(FeedItem::make(2, "b"))});
+  storage->setDbModel(FeedItem::make(1, "new"), kFeed);
   EXPECT_TRUE(storage->clearOldDatas(kFeed));
   EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_feeditem_v1"), "0");
 }

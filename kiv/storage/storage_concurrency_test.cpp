@@ -20,30 +20,9 @@ std::string titleOf(int key) { return "title " + std::to_string(key); }
 // (a quick save writes its values into the statement text, where a quote breaks it).
 std::string tagName(int key) { return (key % 6 == 2 ? "it's tag " : "tag ") + std::to_string(key); }
 
-Ref<PinnedItem> pinnedItem(int key) {
-  const Ref<PinnedItem> item = makeRef<PinnedItem>();
-  item->setItemId(key);
-  item->setTitle(String(titleOf(key)));
-  return item;
-}
-
-// What a key's save did: which class holds it, and whether it was deleted again.
+// What a key's save did, by the key modulo 6: which class holds it, or that it was deleted again.
 enum class Fate { kFeedItem, kTag, kPinnedItem, kDeleted };
-
-Fate fateOf(int key) {
-  switch (key % 6) {
-    case 0:
-    case 1:
-      return Fate::kFeedItem;
-    case 2:
-    case 3:
-      return Fate::kTag;
-    case 4:
-      return Fate::kPinnedItem;
-    default:
-      return Fate::kDeleted;
-  }
-}
+constexpr Fate kFates[6] = {Fate::kFeedItem, Fate::kFeedItem, Fate::kTag, Fate::kTag, Fate::kPinnedItem, Fate::kDeleted};
 
 // The thread's share of the work on its own keys; reads of the whole tables touch everyone's.
 void work(KivStorage& storage, int thread) {
@@ -65,7 +44,7 @@ void work(KivStorage& storage, int thread) {
         storage.batchModels({Value(Tag::make(tagName(key), key))});
         break;
       case 4:
-        storage.batchModels({Value(pinnedItem(key))});
+        storage.batchModels({Value(FeedItem::make<PinnedItem>(key, titleOf(key)))});
         break;
       default:
         storage.setModels({Value(FeedItem::make(key, "deleted"))});
@@ -94,30 +73,24 @@ TEST_F(StorageTest, EightThreadsSaveReadAndDeleteAtOnceAndEverySurvivingModelRea
   for (int t = 0; t < kThreads; ++t) {
     for (int i = 0; i < kKeysPerThread; ++i) {
       const int key = t * 1000 + i;
-      switch (fateOf(key)) {
-        case Fate::kFeedItem:
-        case Fate::kPinnedItem: {
-          const ModelClass& cls = fateOf(key) == Fate::kFeedItem ? FeedItem::kivClass() : PinnedItem::kivClass();
-          const Ref<KivModel> item = storage->modelWith(key, cls);
-          ASSERT_TRUE(item) << key;
-          EXPECT_EQ(static_cast<FeedItem&>(*item).title().str(), titleOf(key));
-          break;
-        }
-        case Fate::kTag: {
-          const Ref<KivModel> tag = storage->modelWith(Value(tagName(key)), Tag::kivClass());
-          ASSERT_TRUE(tag) << key;
-          EXPECT_EQ(static_cast<Tag&>(*tag).uses(), key);
-          break;
-        }
-        case Fate::kDeleted:
-          EXPECT_FALSE(storage->modelWith(key, FeedItem::kivClass())) << key;
-          break;
+      const Fate fate = kFates[key % 6];
+      if (fate == Fate::kTag) {
+        const Ref<KivModel> tag = storage->modelWith(Value(tagName(key)), Tag::kivClass());
+        ASSERT_TRUE(tag) << key;
+        EXPECT_EQ(static_cast<Tag&>(*tag).uses(), key);
+      } else if (fate == Fate::kDeleted) {
+        EXPECT_FALSE(storage->modelWith(key, FeedItem::kivClass())) << key;
+      } else {
+        const Ref<KivModel> item =
+            storage->modelWith(key, fate == Fate::kFeedItem ? FeedItem::kivClass() : PinnedItem::kivClass());
+        ASSERT_TRUE(item) << key;
+        EXPECT_EQ(static_cast<FeedItem&>(*item).title().str(), titleOf(key));
       }
     }
   }
 }
 
-TEST_F(StorageTest, TheSharedContextIsUsedFromEightThreadsAfterRegistration) {
+TEST_F(StorageTest, TheSharedContextIsOneForEveryThreadAndServesThemAllAfterRegistration) {
   KivContext& context = KivContext::shareInstance();
   context.registerMapper(&TestMap::kivClass());
   context.registerDbPath(path);
@@ -125,6 +98,7 @@ TEST_F(StorageTest, TheSharedContextIsUsedFromEightThreadsAfterRegistration) {
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&context, t] {
+      EXPECT_EQ(&KivContext::shareInstance(), &context);
       for (int i = 0; i < 50; ++i) {
         const int key = t * 1000 + i;
         context.saveModel(FeedItem::make(key, titleOf(key)));

@@ -14,14 +14,9 @@ constexpr int kBatch = 500;
 
 // Saves batches of feed items for ever, telling the pipe after each committed batch.
 [[noreturn]] void saveUntilKilled(const std::string& path, int progress) {
-  KivStorage storage;
-  storage.registerMapper(&TestMap::kivClass());
-  storage.registerDbPath(path);
-  storage.configDataBase({Value(&FeedItem::kivClass())});
+  const auto storage = openStorage(path);
   for (int batch = 0;; ++batch) {
-    const MutableArray items = MutableArray::array();
-    for (int i = 0; i < kBatch; ++i) items.addObject(Value(FeedItem::make(batch * kBatch + i, "saved")));
-    storage.setModels(items);
+    storage->setModels(feedItems(batch * kBatch, kBatch, "saved"));
     if (write(progress, &batch, sizeof batch) != sizeof batch) _exit(1);
   }
 }

@@ -13,9 +13,8 @@
 #include "kiv/foundation/date.hpp"
 #include "kiv/mapping/transform_value.hpp"
 #include "kiv/model/model.hpp"
-#include "kiv/sqlite/database.hpp"
 #include "kiv/storage/storage.hpp"
-#include "kiv/testing/test_support.hpp"
+#include "kiv/testing/database_fixture.hpp"
 
 namespace kiv::testing {
 
@@ -35,24 +34,28 @@ class FeedItem : public KivModel {
   static Value kiv_key() { return "itemId"; }
   static Array kiv_dbStoreProperty() { return {"itemId", "title", "score", "created"}; }
 
-  static Ref<FeedItem> make(std::int64_t id, std::string_view title) {
-    Ref<FeedItem> item = makeRef<FeedItem>();
+  // A feed item, or an item of a subclass, with the id and title.
+  template <class Item = FeedItem>
+  static Ref<Item> make(std::int64_t id, std::string_view title) {
+    Ref<Item> item = makeRef<Item>();
     item->setItemId(id);
     item->setTitle(String(title));
     return item;
   }
 };
 
-// A text key (lower case, so that the key column and the condition share the name).
+// A text key (lower case, so that the key column and the condition share the name), and stored
+// properties that a test may change, as a new release of an application would.
 class Tag : public KivModel {
   KIV_MODEL(Tag, KivModel)
   KIV_PROPERTY(String, name, setName)
   KIV_PROPERTY(std::int32_t, uses, setUses)
 
  public:
+  static inline Array stored = {"name", "uses"};
   static Dictionary kiv_jsonKeyPathsByProperty() { return {{"name", "name"}, {"uses", "uses"}}; }
   static Value kiv_key() { return "name"; }
-  static Array kiv_dbStoreProperty() { return {"name", "uses"}; }
+  static Array kiv_dbStoreProperty() { return stored; }
 
   static Ref<Tag> make(std::string_view name, std::int32_t uses) {
     Ref<Tag> tag = makeRef<Tag>();
@@ -109,55 +112,37 @@ class TestMap : public KivClassMap {
   static Array oldTabels() { return obsoleteTables; }
 };
 
-class StorageTest : public ::testing::Test {
+// Feed items with the ids first, first + 1, ... and the titles prefix + id.
+inline Array feedItems(std::int64_t first, std::int64_t count, std::string_view prefix) {
+  const MutableArray items = MutableArray::array();
+  for (std::int64_t id = first; id < first + count; ++id) {
+    items.addObject(Value(FeedItem::make(id, std::string(prefix) + std::to_string(id))));
+  }
+  return items;
+}
+
+// A storage with the test class map on the file at `path`, with the tables of the classes.
+inline std::unique_ptr<KivStorage> openStorage(const std::string& path,
+                                               const Array& classes = {Value(&FeedItem::kivClass()),
+                                                                       Value(&Tag::kivClass())}) {
+  auto storage = std::make_unique<KivStorage>();
+  storage->registerMapper(&TestMap::kivClass());
+  storage->registerDbPath(path);
+  storage->configDataBase(classes);
+  return storage;
+}
+
+class StorageTest : public DatabaseFixture {
  protected:
-  void SetUp() override { TestMap::reset(); }
-  void TearDown() override { TestMap::reset(); }
-
-  // A storage with the test class map on the test's file, with the classes' tables.
-  std::unique_ptr<KivStorage> openStorage() {
-    auto storage = std::make_unique<KivStorage>();
-    storage->registerMapper(&TestMap::kivClass());
-    storage->registerDbPath(path);
-    storage->configDataBase({Value(&FeedItem::kivClass()), Value(&Tag::kivClass())});
-    return storage;
+  void SetUp() override { reset(); }
+  void TearDown() override { reset(); }
+  static void reset() {
+    TestMap::reset();
+    Tag::stored = {"name", "uses"};
   }
 
-  // From now on the storage's connection logs every statement; sql() lists their texts.
-  void traceStatements(KivStorage& storage) {
-    storage.database()->inDatabase([](SqDatabase& connection) { connection.setTraceExecution(true); });
-    log.clear();
-  }
-  // The texts of the statements run since traceStatements() or the last call, one per line.
-  std::string sql() {
-    std::string texts;
-    for (const std::string& line : log.lines()) {
-      for (std::string_view marker : {" executeQuery: ", " executeUpdate: "}) {
-        if (const std::size_t at = line.find(marker); at != std::string::npos) {
-          texts.append(texts.empty() ? "" : "\n").append(line, at + marker.size());
-        }
-      }
-    }
-    log.clear();
-    return texts;
-  }
-
-  // The rows of the query as a second connection to the file reads them: one row per line, its
-  // columns as text joined by "|", NULL as "NULL".
-  std::string onDisk(std::string_view query) {
-    Ref<SqDatabase> reader = SqDatabase::databaseWithPath(path);
-    EXPECT_TRUE(reader->open());
-    Ref<SqResultSet> resultSet = reader->executeQuery(query);
-    std::string rows;
-    while (resultSet && resultSet->next()) {
-      if (!rows.empty()) rows += '\n';
-      for (int i = 0; i < resultSet->columnCount(); ++i) {
-        if (i) rows += '|';
-        rows += resultSet->columnIndexIsNull(i) ? "NULL" : resultSet->stringForColumnIndex(i).str();
-      }
-    }
-    return rows;
-  }
+  std::unique_ptr<KivStorage> openStorage() { return testing::openStorage(path); }
+  void traceStatements(KivStorage& storage) { DatabaseFixture::traceStatements(*storage.database()); }
 
   // The titles of the feed items, in order.
   static std::string titles(const Array& items) {
@@ -168,10 +153,6 @@ class StorageTest : public ::testing::Test {
     }
     return text;
   }
-
-  LogCapture log;
-  TempDir dir;
-  std::string path = dir.file("storage.db");
 };
 
 }  // namespace kiv::testing
