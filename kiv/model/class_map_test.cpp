@@ -2,24 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include "kiv/model/model.hpp"
+#include "kiv/model/model_test_support.hpp"
 
 namespace kiv {
 namespace {
 
-class CmNote : public KivModel {
-  KIV_MODEL(CmNote, KivModel)
-};
+using testing::User;
 
 class CmAppMap : public KivClassMap {
   KIV_CLASS_MAP(CmAppMap, KivClassMap)
  public:
   static std::int64_t kiv_Version() { return 3; }
   static const ModelClass* classMap(std::int64_t type) {
-    return type == 3 ? &CmNote::kivClass() : nullptr;
+    return type == 3 ? &User::kivClass() : nullptr;
   }
   static Array modelsDependOnModel(const ModelClass&) {
-    return Array{Value(&CmNote::kivClass()), "not a class"};
+    return Array{Value(&User::kivClass()), "not a class"};
   }
 };
 
@@ -37,8 +35,8 @@ TEST(ClassMapTest, BaseClassAnswersTheDefaults) {
   EXPECT_EQ(base.kiv_clearTimeInterval(), 2592000.0);
   EXPECT_EQ(base.classMap(3), nullptr);
   EXPECT_TRUE(base.classMaps(Array{1, 2, 3}).empty());
-  EXPECT_TRUE(base.modelsDependOnModel(CmNote::kivClass()).isAbsent());
-  EXPECT_TRUE(base.clearTableforClass(CmNote::kivClass()).isAbsent());
+  EXPECT_TRUE(base.modelsDependOnModel(User::kivClass()).isAbsent());
+  EXPECT_TRUE(base.clearTableforClass(User::kivClass()).isAbsent());
 
   // A fresh, empty, mutable array on every call.
   const Array first = base.oldTabels();
@@ -54,13 +52,13 @@ TEST(ClassMapTest, ClassMapsAsksTheRegisteredClassForEachType) {
   EXPECT_EQ(app.kiv_clearTimeInterval(), 2592000.0);
   const Array classes = app.classMaps(Array{3, 99, "3", 3.7});
   ASSERT_EQ(classes.count(), 3u);  // duplicates kept, unknown types skipped, in order
-  for (const Value& cls : classes) EXPECT_EQ(ModelClass::fromValue(cls), &CmNote::kivClass());
-  EXPECT_EQ(app.modelsDependOnModel(CmNote::kivClass()).count(), 2u);
+  for (const Value& cls : classes) EXPECT_EQ(ModelClass::fromValue(cls), &User::kivClass());
+  EXPECT_EQ(app.modelsDependOnModel(User::kivClass()).count(), 2u);
 
   const ClassMapClass& next = CmNextMap::kivClass();
   EXPECT_EQ(next.kiv_Version(), 3);
   EXPECT_EQ(next.kiv_clearTimeInterval(), 60.0);
-  EXPECT_EQ(next.classMap(3), &CmNote::kivClass());
+  EXPECT_EQ(next.classMap(3), &User::kivClass());
   EXPECT_EQ(next.classMaps(Array{3}), Array{"replaced"});
 }
 
@@ -71,8 +69,8 @@ TEST(ClassMapTest, ApplicationClassMapsAreRecognisedByTheirRecord) {
   EXPECT_TRUE(map->isSubclassOfClass(KivClassMap::kivClass()));
   EXPECT_TRUE(map->isSubclassOfClass(CmAppMap::kivClass()));
   EXPECT_EQ(Class::named("CmNextMap"), map);
-  EXPECT_EQ(ClassMapClass::fromValue(Value(&CmNote::kivClass())), nullptr);
-  EXPECT_FALSE(CmNote::kivClass().isSubclassOfClass(KivClassMap::kivClass()));
+  EXPECT_EQ(ClassMapClass::fromValue(Value(&User::kivClass())), nullptr);
+  EXPECT_FALSE(User::kivClass().isSubclassOfClass(KivClassMap::kivClass()));
 }
 
 }  // namespace

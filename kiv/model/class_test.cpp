@@ -3,20 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "kiv/model/class_map.hpp"
-#include "kiv/model/model.hpp"
+#include "kiv/model/model_test_support.hpp"
 #include "kiv/testing/test_support.hpp"
 
 namespace kiv {
 namespace {
 
-class CtBase : public KivModel {
-  KIV_MODEL(CtBase, KivModel)
-  KIV_PROPERTY(String, name, setName)
-};
-
-class CtDerived : public CtBase {
-  KIV_MODEL(CtDerived, CtBase)
-};
+using testing::Featured;
+using testing::Item;
 
 // Never used in code: found by name only because models register before main().
 class CtOnlyDeclared : public KivModel {
@@ -31,7 +25,7 @@ class CtAbstract : public KivModel {
 
 TEST(ClassTest, LooksUpEveryKindOfClassByNameAndFollowsSuperclasses) {
   for (const char* name : {"Object", "String", "Number", "Date", "Data", "Array", "MutableArray",
-                           "Dictionary", "MutableDictionary", "Null", "KivModel", "CtBase",
+                           "Dictionary", "MutableDictionary", "Null", "KivModel", "Item",
                            "CtOnlyDeclared", "KivClassMap"}) {
     const Class* cls = Class::named(name);
     ASSERT_NE(cls, nullptr) << name;
@@ -41,19 +35,19 @@ TEST(ClassTest, LooksUpEveryKindOfClassByNameAndFollowsSuperclasses) {
   EXPECT_EQ(Class::named("Date"), &classOf<Date>());
 
   kiv::testing::LogCapture log;
-  static const auto* twin = new ModelClass("CtBase", KivModel::kivClass(), {}, nullptr,
+  static const auto* twin = new ModelClass("CtAbstract", KivModel::kivClass(), {}, nullptr,
                                            detail::ModelAccess::hooks<KivModel>());
-  EXPECT_EQ(Class::named("CtBase"), &CtBase::kivClass());
-  EXPECT_NE(twin, &CtBase::kivClass());
-  EXPECT_TRUE(log.contains("another class is already named CtBase"));
+  EXPECT_EQ(Class::named("CtAbstract"), &CtAbstract::kivClass());
+  EXPECT_NE(twin, &CtAbstract::kivClass());
+  EXPECT_TRUE(log.contains("another class is already named CtAbstract"));
 
   EXPECT_TRUE(classOf<MutableArray>().isSubclassOfClass(classOf<Array>()));
   EXPECT_FALSE(classOf<Array>().isSubclassOfClass(classOf<MutableArray>()));
   EXPECT_TRUE(classOf<MutableDictionary>().isSubclassOfClass(classOf<Dictionary>()));
-  EXPECT_TRUE(CtDerived::kivClass().isSubclassOfClass(classOf<Object>()));
-  EXPECT_TRUE(CtBase::kivClass().isSubclassOfClass(CtBase::kivClass()));
-  EXPECT_FALSE(CtBase::kivClass().isSubclassOfClass(CtDerived::kivClass()));
-  EXPECT_EQ(CtDerived::kivClass().modelSuperclass(), &CtBase::kivClass());
+  EXPECT_TRUE(Featured::kivClass().isSubclassOfClass(classOf<Object>()));
+  EXPECT_TRUE(Item::kivClass().isSubclassOfClass(Item::kivClass()));
+  EXPECT_FALSE(Item::kivClass().isSubclassOfClass(Featured::kivClass()));
+  EXPECT_EQ(Featured::kivClass().modelSuperclass(), &Item::kivClass());
   EXPECT_EQ(KivModel::kivClass().modelSuperclass(), nullptr);
 }
 
@@ -68,18 +62,18 @@ TEST(ClassTest, ClassOfAValueIsItsKindOrItsModelClass) {
   EXPECT_EQ(classOf(MutableArray{1}), &classOf<MutableArray>());
   EXPECT_EQ(classOf(Dictionary{{"a", 1}}), &classOf<Dictionary>());
   EXPECT_EQ(classOf(MutableDictionary::dictionary()), &classOf<MutableDictionary>());
-  EXPECT_EQ(classOf(Value(makeRef<CtDerived>())), &CtDerived::kivClass());
+  EXPECT_EQ(classOf(Value(makeRef<Featured>())), &Featured::kivClass());
   EXPECT_EQ(classOf(Value(makeRef<Object>())), nullptr);
   EXPECT_TRUE(isKindOfClass(MutableArray{1}, classOf<Array>()));
-  EXPECT_TRUE(isKindOfClass(Value(makeRef<CtDerived>()), CtBase::kivClass()));
+  EXPECT_TRUE(isKindOfClass(Value(makeRef<Featured>()), Item::kivClass()));
   EXPECT_FALSE(isKindOfClass(Value(), classOf<Object>()));
 
   // Classes travel in Values themselves.
-  const Value held(&CtBase::kivClass());
-  EXPECT_EQ(ModelClass::fromValue(held), &CtBase::kivClass());
+  const Value held(&Item::kivClass());
+  EXPECT_EQ(ModelClass::fromValue(held), &Item::kivClass());
   EXPECT_EQ(ModelClass::fromValue(Value(&classOf<String>())), nullptr);
-  EXPECT_EQ(Class::fromValue(Value("CtBase")), nullptr);
-  EXPECT_EQ(held.description(), "CtBase");
+  EXPECT_EQ(Class::fromValue(Value("Item")), nullptr);
+  EXPECT_EQ(held.description(), "Item");
 }
 
 TEST(ClassTest, NewInstancesAreEmptyValuesOrFreshModels) {
@@ -89,10 +83,10 @@ TEST(ClassTest, NewInstancesAreEmptyValuesOrFreshModels) {
   EXPECT_TRUE(Class::named("Null")->newInstance().isNull());
   EXPECT_TRUE(KivClassMap::kivClass().newInstance().isAbsent());
 
-  EXPECT_EQ(classOf(CtDerived::kivClass().newInstance()), &CtDerived::kivClass());
-  const Ref<KivModel> made = CtBase::kivClass().create();
+  EXPECT_EQ(classOf(Featured::kivClass().newInstance()), &Featured::kivClass());
+  const Ref<KivModel> made = Item::kivClass().create();
   ASSERT_TRUE(made);
-  EXPECT_EQ(&made->modelClass(), &CtBase::kivClass());
+  EXPECT_EQ(&made->modelClass(), &Item::kivClass());
   EXPECT_FALSE(CtAbstract::kivClass().create());
 }
 
