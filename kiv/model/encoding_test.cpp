@@ -5,7 +5,7 @@
 namespace kiv {
 namespace {
 
-TEST(EncodingTest, FirstCharacterAfterQualifiersDecidesTheTypeCode) {
+TEST(EncodingTest, QualifiersCollectAndTheFirstCharacterAfterThemDecidesTheTypeCode) {
   const struct {
     const char* encoding;
     KivEncodingType type;
@@ -19,31 +19,21 @@ TEST(EncodingTest, FirstCharacterAfterQualifiersDecidesTheTypeCode) {
       {"f", KivEncodingTypeFloat},       {"d", KivEncodingTypeDouble},
       {"D", KivEncodingTypeLongDouble},  {"@", KivEncodingTypeObject},
       {"@\"String\"", KivEncodingTypeObject}, {"#", KivEncodingTypeClass},
-      {":", KivEncodingTypeSEL},         {"@?", KivEncodingTypeBlock},
-      {"^i", KivEncodingTypePointer},    {"{Point=dd}", KivEncodingTypeStruct},
-      {"(U=if)", KivEncodingTypeUnion},  {"*", KivEncodingTypeCString},
-      {"[4i]", KivEncodingTypeCArray},   {"b8", KivEncodingTypeUnknown},
-      {"?", KivEncodingTypeUnknown},     {"x", KivEncodingTypeUnknown},
+      {":", KivEncodingTypeSEL},         {"^i", KivEncodingTypePointer},
+      {"{Point=dd}", KivEncodingTypeStruct}, {"(U=if)", KivEncodingTypeUnion},
+      {"*", KivEncodingTypeCString},     {"[4i]", KivEncodingTypeCArray},
+      {"b8", KivEncodingTypeUnknown},    {"?", KivEncodingTypeUnknown},
+      {"x", KivEncodingTypeUnknown},     {"", 0},
+      // A block is exactly "@?".
+      {"@?", KivEncodingTypeBlock},      {"@?x", KivEncodingTypeObject},
+      {"r@?", KivEncodingTypeQualifierConst | KivEncodingTypeBlock},
+      // Qualifiers in any order, repeated, or alone; "R" here is byref, never a property bit.
+      {"r", KivEncodingTypeQualifierConst}, {"rrr", KivEncodingTypeQualifierConst},
+      {"rn@", 0x300u | KivEncodingTypeObject}, {"VRONonr*", 0x7F00u | KivEncodingTypeCString},
+      {"Rq", KivEncodingTypeQualifierByref | KivEncodingTypeInt64},
   };
   for (const auto& c : cases) EXPECT_EQ(KivEncodingGetType(c.encoding), c.type) << c.encoding;
-}
-
-TEST(EncodingTest, BlockIsExactlyAtQuestionMark) {
-  EXPECT_EQ(KivEncodingGetType("@?"), KivEncodingTypeBlock);
-  EXPECT_EQ(KivEncodingGetType("@?x"), KivEncodingTypeObject);
-  EXPECT_EQ(KivEncodingGetType("r@?"), KivEncodingTypeQualifierConst | KivEncodingTypeBlock);
-}
-
-TEST(EncodingTest, QualifiersCollectInAnyOrderAndAloneGiveNoTypeCode) {
   EXPECT_EQ(KivEncodingGetType(static_cast<const char*>(nullptr)), 0u);
-  EXPECT_EQ(KivEncodingGetType(""), 0u);
-  EXPECT_EQ(KivEncodingGetType("r"), KivEncodingTypeQualifierConst);
-  EXPECT_EQ(KivEncodingGetType("rn@"), 0x300u | KivEncodingTypeObject);
-  EXPECT_EQ(KivEncodingGetType("VRONonr*"),
-            0x7F00u | KivEncodingTypeCString);
-  EXPECT_EQ(KivEncodingGetType("rrr"), KivEncodingTypeQualifierConst);
-  // "R" leading an encoding is the byref qualifier, never a property bit.
-  EXPECT_EQ(KivEncodingGetType("Rq") & KivEncodingTypePropertyMask, 0u);
 }
 
 }  // namespace
