@@ -36,18 +36,6 @@ std::string columnText(sqlite3_stmt* statement, int column) {
   return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
 }
 
-void bindPersonRow(sqlite3_stmt* statement, const PersonRow& row, int columns) {
-  sqlite3_bind_int64(statement, 1, row.id);
-  sqlite3_bind_text(statement, 2, row.name.c_str(), -1, SQLITE_STATIC);
-  sqlite3_bind_text(statement, 3, row.email.c_str(), -1, SQLITE_STATIC);
-  sqlite3_bind_double(statement, 4, row.score);
-  sqlite3_bind_int(statement, 5, row.age);
-  sqlite3_bind_text(statement, 6, row.note.c_str(), -1, SQLITE_STATIC);
-  if (columns < kPersonColumns) return;
-  sqlite3_bind_int(statement, 7, row.active);
-  sqlite3_bind_double(statement, 8, row.created);
-}
-
 }  // namespace
 
 std::optional<std::string> sharedData(std::string_view name) {
@@ -89,6 +77,18 @@ std::vector<Dictionary> personDictionaries(int columns) {
     out.push_back(dictionary.copy());
   }
   return out;
+}
+
+void bindPersonRow(sqlite3_stmt* statement, const PersonRow& row, int columns) {
+  sqlite3_bind_int64(statement, 1, row.id);
+  sqlite3_bind_text(statement, 2, row.name.c_str(), -1, SQLITE_STATIC);
+  sqlite3_bind_text(statement, 3, row.email.c_str(), -1, SQLITE_STATIC);
+  sqlite3_bind_double(statement, 4, row.score);
+  sqlite3_bind_int(statement, 5, row.age);
+  sqlite3_bind_text(statement, 6, row.note.c_str(), -1, SQLITE_STATIC);
+  if (columns < kPersonColumns) return;
+  sqlite3_bind_int(statement, 7, row.active);
+  sqlite3_bind_double(statement, 8, row.created);
 }
 
 bool writePersonRows(sqlite3* db, const char* sql, int columns) {

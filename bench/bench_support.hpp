@@ -50,6 +50,9 @@ struct PersonRow {
 const std::vector<PersonRow>& personRows();
 // The rows as dictionaries of their first `columns` columns, keyed by the column names.
 std::vector<Dictionary> personDictionaries(int columns);
+// Binds the row's first `columns` columns (kPersonCoreColumns or kPersonColumns) to the
+// statement's parameters 1, 2, ...
+void bindPersonRow(sqlite3_stmt* statement, const PersonRow& row, int columns);
 // Runs the SQL once per row through one prepared statement, with the row's first `columns`
 // columns (kPersonCoreColumns or kPersonColumns) bound to the parameters 1, 2, ...; returns
 // whether every row was written.

@@ -169,6 +169,14 @@ kiv::String kivText(const std::vector<kiv::Ref<TimelineStatus>>& statuses) {
   return out.LxJSON2StringNilOptions();
 }
 
+// The steps of the benchmarks, from twitter.json's text.
+std::string text(const std::string& feed) { return feed; }
+kiv::Dictionary kivFeed(const std::string& text) { return kiv::parseJSON(text).asDictionary(); }
+json plainFeed(const std::string& text) { return json::parse(text); }
+std::vector<kiv::Ref<TimelineStatus>> kivModels(const std::string& text) { return kivStatuses(kivFeed(text)); }
+std::vector<PlainStatus> plainStructs(const std::string& text) { return plainStatuses(plainFeed(text)); }
+std::string plainText(const std::vector<PlainStatus>& statuses) { return json(statuses).dump(); }
+
 // --- Data and counters -------------------------------------------------------------------------
 
 const std::optional<std::string>& twitter() {
@@ -178,7 +186,7 @@ const std::optional<std::string>& twitter() {
 
 // twitter.json's statuses repeated until the text holds at least `megabytes` MB.
 std::string payload(int megabytes) {
-  const kiv::Array statuses = kiv::parseJSON(*twitter()).asDictionary()["statuses"].asArray();
+  const kiv::Array statuses = kivFeed(*twitter())["statuses"].asArray();
   const kiv::MutableArray many = kiv::MutableArray::array();
   std::size_t size = 0;
   while (size < static_cast<std::size_t>(megabytes) << 20) {
@@ -222,87 +230,56 @@ void setCounters(benchmark::State& state, const Counts& c) {
 }
 
 const Counts& twitterCounts() {
-  static const Counts counts = countsOf(kivStatuses(kiv::parseJSON(*twitter()).asDictionary()));
+  static const Counts counts = countsOf(kivModels(*twitter()));
   return counts;
+}
+
+// --- Timing ------------------------------------------------------------------------------------
+
+// Times `work` on what `prepare` makes of twitter.json's text (once, outside the timing) and sets
+// the feed's counters; with `perByte`, also the text's bytes per iteration. Skipped when the file
+// is missing.
+template <class Prepare, class Work>
+void timeOnTwitter(benchmark::State& state, Prepare prepare, Work work, bool perByte = false) {
+  if (!requireData(state, twitter(), "twitter.json")) return;
+  const auto input = prepare(*twitter());
+  for (auto _ : state) {
+    auto output = work(input);
+    benchmark::DoNotOptimize(output);
+  }
+  setCounters(state, twitterCounts());
+  if (perByte) state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * twitter()->size()));
 }
 
 // --- JSON text to models -----------------------------------------------------------------------
 
-void BM_TextToModels_Kiv(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  for (auto _ : state) {
-    auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
-    benchmark::DoNotOptimize(statuses);
-  }
-  setCounters(state, twitterCounts());
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * twitter()->size()));
-}
+void BM_TextToModels_Kiv(benchmark::State& state) { timeOnTwitter(state, text, kivModels, true); }
 BENCHMARK(BM_TextToModels_Kiv);
 
-void BM_TextToStructs_Nlohmann(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  for (auto _ : state) {
-    auto statuses = plainStatuses(json::parse(*twitter()));
-    benchmark::DoNotOptimize(statuses);
-  }
-  setCounters(state, twitterCounts());
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * twitter()->size()));
-}
+void BM_TextToStructs_Nlohmann(benchmark::State& state) { timeOnTwitter(state, text, plainStructs, true); }
 BENCHMARK(BM_TextToStructs_Nlohmann);
 
 // --- Parsed document to models -----------------------------------------------------------------
 
-void BM_DictionaryToModels_Kiv(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  const kiv::Dictionary feed = kiv::parseJSON(*twitter()).asDictionary();
-  for (auto _ : state) {
-    auto statuses = kivStatuses(feed);
-    benchmark::DoNotOptimize(statuses);
-  }
-  setCounters(state, twitterCounts());
-}
+void BM_DictionaryToModels_Kiv(benchmark::State& state) { timeOnTwitter(state, kivFeed, kivStatuses); }
 BENCHMARK(BM_DictionaryToModels_Kiv);
 
-void BM_DocumentToStructs_Nlohmann(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  const json feed = json::parse(*twitter());
-  for (auto _ : state) {
-    auto statuses = plainStatuses(feed);
-    benchmark::DoNotOptimize(statuses);
-  }
-  setCounters(state, twitterCounts());
-}
+void BM_DocumentToStructs_Nlohmann(benchmark::State& state) { timeOnTwitter(state, plainFeed, plainStatuses); }
 BENCHMARK(BM_DocumentToStructs_Nlohmann);
 
 // --- Models to JSON text -----------------------------------------------------------------------
 
-void BM_ModelsToText_Kiv(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  const auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
-  for (auto _ : state) {
-    kiv::String text = kivText(statuses);
-    benchmark::DoNotOptimize(text);
-  }
-  setCounters(state, twitterCounts());
-}
+void BM_ModelsToText_Kiv(benchmark::State& state) { timeOnTwitter(state, kivModels, kivText); }
 BENCHMARK(BM_ModelsToText_Kiv);
 
-void BM_StructsToText_Nlohmann(benchmark::State& state) {
-  if (!requireData(state, twitter(), "twitter.json")) return;
-  const auto statuses = plainStatuses(json::parse(*twitter()));
-  for (auto _ : state) {
-    std::string text = json(statuses).dump();
-    benchmark::DoNotOptimize(text);
-  }
-  setCounters(state, twitterCounts());
-}
+void BM_StructsToText_Nlohmann(benchmark::State& state) { timeOnTwitter(state, plainStructs, plainText); }
 BENCHMARK(BM_StructsToText_Nlohmann);
 
 // --- Rows (no baseline: for the storage's budget) ----------------------------------------------
 
 void BM_ModelsToRows_Kiv(benchmark::State& state) {
   if (!requireData(state, twitter(), "twitter.json")) return;
-  const auto statuses = kivStatuses(kiv::parseJSON(*twitter()).asDictionary());
+  const auto statuses = kivModels(*twitter());
   for (auto _ : state) {
     for (const auto& s : statuses) benchmark::DoNotOptimize(kiv::KivModelAdapter::DBDictionaryFromModel(s.get()));
   }
@@ -313,7 +290,7 @@ BENCHMARK(BM_ModelsToRows_Kiv);
 void BM_RowsToModels_Kiv(benchmark::State& state) {
   if (!requireData(state, twitter(), "twitter.json")) return;
   std::vector<kiv::MutableDictionary> rows;
-  for (const auto& s : kivStatuses(kiv::parseJSON(*twitter()).asDictionary())) {
+  for (const auto& s : kivModels(*twitter())) {
     rows.push_back(kiv::KivModelAdapter::DBDictionaryFromModel(s.get()));
   }
   for (auto _ : state) {
@@ -331,7 +308,7 @@ void BM_LargePayloadToModels_Kiv(benchmark::State& state) {
   if (!requireData(state, twitter(), "twitter.json")) return;
   const std::string text = payload(static_cast<int>(state.range(0)));
   for (auto _ : state) {
-    auto statuses = kivStatuses(kiv::parseJSON(text).asDictionary());
+    auto statuses = kivModels(text);
     benchmark::DoNotOptimize(statuses);
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
@@ -342,7 +319,7 @@ BENCHMARK(BM_LargePayloadToModels_Kiv)->Arg(1)->Arg(10)->Arg(50)->Unit(benchmark
 void BM_LargeDictionaryToModels_Kiv(benchmark::State& state) {
   if (!requireData(state, twitter(), "twitter.json")) return;
   const std::string text = payload(static_cast<int>(state.range(0)));
-  const kiv::Dictionary feed = kiv::parseJSON(text).asDictionary();
+  const kiv::Dictionary feed = kivFeed(text);
   for (auto _ : state) {
     auto statuses = kivStatuses(feed);
     benchmark::DoNotOptimize(statuses);

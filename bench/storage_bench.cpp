@@ -23,19 +23,26 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
-#include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "bench_support.hpp"
 #include "kiv/foundation/date.hpp"
 #include "kiv/foundation/json.hpp"
 #include "kiv/mapping/model_adapter.hpp"
 #include "kiv/storage/context.hpp"
 
 namespace {
+
+using kiv::bench::BenchFile;
+using kiv::bench::exec;
+using kiv::bench::kPersonCoreColumns;
+using kiv::bench::PersonRow;
 
 constexpr int kModels = 10000;
 constexpr std::int64_t kType = 1;
@@ -65,36 +72,17 @@ class BenchMap : public kiv::KivClassMap {
   static const kiv::ModelClass* classMap(std::int64_t type) { return type == kType ? &BenchItem::kivClass() : nullptr; }
 };
 
-constexpr const char* kTable = "kiv_benchitem_v1";
 constexpr const char* kReplace =
     "REPLACE INTO kiv_benchitem_v1 (itemid,name,email,score,age,note,kiv_update_time) VALUES (?,?,?,?,?,?,?)";
 
 // --- Data --------------------------------------------------------------------------------------
 
-struct Item {
-  std::int64_t id = 0;
-  std::string name, email;
-  double score = 0;
-  std::int32_t age = 0;
-  std::string note;
-};
-
-const std::vector<Item>& items() {
-  static const std::vector<Item> items = [] {
-    std::vector<Item> out(kModels);
-    for (int i = 0; i < kModels; ++i) {
-      const std::string n = std::to_string(i);
-      out[i] = Item{i, "user" + n, "user" + n + "@example.com", i * 0.5, 18 + i % 60,
-                    "a note of moderate length for item number " + n};
-    }
-    return out;
-  }();
-  return items;
-}
+// The first kModels of the shared rows; the models store their core columns.
+std::span<const PersonRow> items() { return std::span(kiv::bench::personRows()).first(kModels); }
 
 kiv::Array models() {
   const kiv::MutableArray out = kiv::MutableArray::array(kModels);
-  for (const Item& item : items()) {
+  for (const PersonRow& item : items()) {
     const kiv::Ref<BenchItem> model = kiv::makeRef<BenchItem>();
     model->setItemId(item.id);
     model->setName(kiv::String(item.name));
@@ -110,7 +98,7 @@ kiv::Array models() {
 const std::string& itemsJSON() {
   static const std::string text = [] {
     nlohmann::json array = nlohmann::json::array();
-    for (const Item& item : items()) {
+    for (const PersonRow& item : items()) {
       array.push_back({{"id", item.id}, {"name", item.name}, {"email", item.email},
                        {"score", item.score}, {"age", item.age}, {"note", item.note}});
     }
@@ -122,28 +110,18 @@ const std::string& itemsJSON() {
 // --- Files -------------------------------------------------------------------------------------
 
 // A database file in the temporary directory with the models' table, removed before and after.
-class BenchFile {
+class StorageFile : public BenchFile {
  public:
-  explicit BenchFile(const std::string& name)
-      : path_(std::filesystem::temp_directory_path() / ("kiv-storage-bench-" + name + ".db")) {
-    remove();
+  explicit StorageFile(const std::string& name) : BenchFile("storage-" + name) {
     kiv::KivStorage storage;
     storage.registerMapper(&BenchMap::kivClass());
     storage.registerDbPath(path());
     storage.configDataBase({kiv::Value(&BenchItem::kivClass())});
   }
-  ~BenchFile() { remove(); }
-  std::string path() const { return path_.string(); }
-
- private:
-  void remove() {
-    for (const char* suffix : {"", "-journal"}) std::filesystem::remove(path_.string() + suffix);
-  }
-  std::filesystem::path path_;
 };
 
 // A context of its own on the file, the models' type registered.
-std::unique_ptr<kiv::KivContext> openContext(const BenchFile& file) {
+std::unique_ptr<kiv::KivContext> openContext(const StorageFile& file) {
   auto context = std::make_unique<kiv::KivContext>();
   context->registerMapper(&BenchMap::kivClass());
   context->registerDbPath(file.path());
@@ -152,8 +130,8 @@ std::unique_ptr<kiv::KivContext> openContext(const BenchFile& file) {
 }
 
 // The file of the read benchmarks, filled once.
-const BenchFile& filledFile() {
-  static const BenchFile file("read");
+const StorageFile& filledFile() {
+  static const StorageFile file("read");
   static const bool filled = [] {
     openContext(file)->quickSaveModels(models());
     return true;
@@ -164,21 +142,14 @@ const BenchFile& filledFile() {
 
 // --- Raw SQLite --------------------------------------------------------------------------------
 
-void exec(sqlite3* db, const char* sql) { sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
-
 // Writes the items with one prepared REPLACE in one transaction.
-void replaceAll(sqlite3* db, const std::vector<Item>& rows, benchmark::State& state) {
+void replaceAll(sqlite3* db, std::span<const PersonRow> rows, benchmark::State& state) {
   exec(db, "begin exclusive transaction");
   sqlite3_stmt* replace = nullptr;
   sqlite3_prepare_v2(db, kReplace, -1, &replace, nullptr);
-  for (const Item& r : rows) {
-    sqlite3_bind_int64(replace, 1, r.id);
-    sqlite3_bind_text(replace, 2, r.name.c_str(), -1, SQLITE_STATIC);
-    sqlite3_bind_text(replace, 3, r.email.c_str(), -1, SQLITE_STATIC);
-    sqlite3_bind_double(replace, 4, r.score);
-    sqlite3_bind_int(replace, 5, r.age);
-    sqlite3_bind_text(replace, 6, r.note.c_str(), -1, SQLITE_STATIC);
-    sqlite3_bind_double(replace, 7, kiv::currentTimeIntervalSince1970());
+  for (const PersonRow& row : rows) {
+    kiv::bench::bindPersonRow(replace, row, kPersonCoreColumns);
+    sqlite3_bind_double(replace, kPersonCoreColumns + 1, kiv::currentTimeIntervalSince1970());
     if (sqlite3_step(replace) != SQLITE_DONE) state.SkipWithError("replace failed");
     sqlite3_reset(replace);
   }
@@ -186,72 +157,60 @@ void replaceAll(sqlite3* db, const std::vector<Item>& rows, benchmark::State& st
   exec(db, "commit transaction");
 }
 
-std::string columnText(sqlite3_stmt* statement, int column) {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-  return text ? std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))) : std::string();
+// The core columns of the statement's row, in a shared row as a cache would hold it.
+std::shared_ptr<PersonRow> readItem(sqlite3_stmt* select) {
+  auto row = std::make_shared<PersonRow>();
+  kiv::bench::readPersonRow(select, kPersonCoreColumns, *row);
+  return row;
 }
 
-Item readItem(sqlite3_stmt* select) {
-  return Item{sqlite3_column_int64(select, 0), columnText(select, 1), columnText(select, 2),
-              sqlite3_column_double(select, 3), sqlite3_column_int(select, 4), columnText(select, 5)};
-}
-
-// Whether the benchmark argument says that the rows exist already.
-bool overwrites(const benchmark::State& state, int argument) { return state.range(argument) != 0; }
-
-// Empties the table, outside the timing, unless the benchmark overwrites existing rows.
-void prepareTable(benchmark::State& state, int argument, sqlite3* db) {
-  state.PauseTiming();
-  if (!overwrites(state, argument)) exec(db, "DELETE FROM kiv_benchitem_v1");
-  state.ResumeTiming();
-}
-
-// A raw connection for preparing the table between iterations.
+// A raw connection to the file.
 struct RawConnection {
   explicit RawConnection(const std::string& path) { sqlite3_open(path.c_str(), &db); }
   ~RawConnection() { sqlite3_close(db); }
   sqlite3* db = nullptr;
 };
 
+// Runs the save once to fill the table, then once per iteration: into an empty table (emptied
+// outside the timing) when the benchmark argument `argument` is 0, over the rows that exist
+// otherwise.
+void timeSaves(benchmark::State& state, const StorageFile& file, int argument, const std::function<void()>& save) {
+  RawConnection raw(file.path());
+  const bool overwrite = state.range(argument) != 0;
+  save();
+  for (auto _ : state) {
+    if (!overwrite) {
+      state.PauseTiming();
+      exec(raw.db, "DELETE FROM kiv_benchitem_v1");
+      state.ResumeTiming();
+    }
+    save();
+  }
+  state.SetItemsProcessed(state.iterations() * kModels);
+}
+
 // --- Saves -------------------------------------------------------------------------------------
 
 void BM_RawPreparedSave(benchmark::State& state) {
-  BenchFile file("raw-save");
+  StorageFile file("raw-save");
   RawConnection raw(file.path());
-  replaceAll(raw.db, items(), state);
-  for (auto _ : state) {
-    prepareTable(state, 0, raw.db);
-    replaceAll(raw.db, items(), state);
-  }
-  state.SetItemsProcessed(state.iterations() * kModels);
+  timeSaves(state, file, 0, [&] { replaceAll(raw.db, items(), state); });
 }
 BENCHMARK(BM_RawPreparedSave)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_SaveModels(benchmark::State& state) {
-  BenchFile file("save-models");
-  RawConnection raw(file.path());
+  StorageFile file("save-models");
   const auto context = openContext(file);
   const kiv::Array all = models();
-  context->saveModels(all);
-  for (auto _ : state) {
-    prepareTable(state, 0, raw.db);
-    context->saveModels(all);
-  }
-  state.SetItemsProcessed(state.iterations() * kModels);
+  timeSaves(state, file, 0, [&] { context->saveModels(all); });
 }
 BENCHMARK(BM_SaveModels)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_QuickSaveModels(benchmark::State& state) {
-  BenchFile file("quick-save-models");
-  RawConnection raw(file.path());
+  StorageFile file("quick-save-models");
   const auto context = openContext(file);
   const kiv::Array all = models();
-  context->quickSaveModels(all);
-  for (auto _ : state) {
-    prepareTable(state, 0, raw.db);
-    context->quickSaveModels(all);
-  }
-  state.SetItemsProcessed(state.iterations() * kModels);
+  timeSaves(state, file, 0, [&] { context->quickSaveModels(all); });
 }
 BENCHMARK(BM_QuickSaveModels)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
@@ -259,11 +218,11 @@ BENCHMARK(BM_QuickSaveModels)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_BaselineMapHit(benchmark::State& state) {
   std::mutex mutex;
-  std::unordered_map<std::int64_t, std::shared_ptr<Item>> map;
-  for (const Item& item : items()) map.emplace(item.id, std::make_shared<Item>(item));
+  std::unordered_map<std::int64_t, std::shared_ptr<PersonRow>> map;
+  for (const PersonRow& item : items()) map.emplace(item.id, std::make_shared<PersonRow>(item));
   std::int64_t key = 0;
   for (auto _ : state) {
-    std::shared_ptr<Item> found;
+    std::shared_ptr<PersonRow> found;
     {
       std::lock_guard<std::mutex> lock(mutex);
       found = map.find(key)->second;
@@ -293,7 +252,7 @@ void BM_RawReadByKey(benchmark::State& state) {
   for (auto _ : state) {
     sqlite3_bind_int64(select, 1, key);
     if (sqlite3_step(select) != SQLITE_ROW) state.SkipWithError("row missing");
-    benchmark::DoNotOptimize(std::make_shared<Item>(readItem(select)));
+    benchmark::DoNotOptimize(readItem(select));
     sqlite3_reset(select);
     key = (key + 1) % kModels;
   }
@@ -316,11 +275,11 @@ BENCHMARK(BM_TableRead)->Unit(benchmark::kMicrosecond);
 void BM_RawSelectAll(benchmark::State& state) {
   RawConnection raw(filledFile().path());
   for (auto _ : state) {
-    std::vector<std::shared_ptr<Item>> out;
+    std::vector<std::shared_ptr<PersonRow>> out;
     out.reserve(kModels);
     sqlite3_stmt* select = nullptr;
     sqlite3_prepare_v2(raw.db, "SELECT * FROM kiv_benchitem_v1", -1, &select, nullptr);
-    while (sqlite3_step(select) == SQLITE_ROW) out.push_back(std::make_shared<Item>(readItem(select)));
+    while (sqlite3_step(select) == SQLITE_ROW) out.push_back(readItem(select));
     sqlite3_finalize(select);
     benchmark::DoNotOptimize(out);
   }
@@ -340,31 +299,27 @@ BENCHMARK(BM_AllModels)->Unit(benchmark::kMillisecond);
 // --- JSON text to stored rows ------------------------------------------------------------------
 
 void BM_HandWrittenPipeline(benchmark::State& state) {
-  BenchFile file("hand-written");
+  StorageFile file("hand-written");
   RawConnection raw(file.path());
-  for (auto _ : state) {
-    prepareTable(state, 0, raw.db);
+  timeSaves(state, file, 0, [&] {
     const nlohmann::json parsed = nlohmann::json::parse(itemsJSON());
-    std::vector<Item> rows;
+    std::vector<PersonRow> rows;
     rows.reserve(parsed.size());
     for (const nlohmann::json& j : parsed) {
-      rows.push_back(Item{j.at("id").get<std::int64_t>(), j.at("name").get<std::string>(),
-                          j.at("email").get<std::string>(), j.at("score").get<double>(),
-                          j.at("age").get<std::int32_t>(), j.at("note").get<std::string>()});
+      rows.push_back(PersonRow{j.at("id").get<std::int64_t>(), j.at("name").get<std::string>(),
+                               j.at("email").get<std::string>(), j.at("score").get<double>(),
+                               j.at("age").get<std::int32_t>(), j.at("note").get<std::string>()});
     }
     replaceAll(raw.db, rows, state);
-  }
-  state.SetItemsProcessed(state.iterations() * kModels);
+  });
 }
 BENCHMARK(BM_HandWrittenPipeline)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void BM_JSONToStoredRows(benchmark::State& state) {
-  BenchFile file("json-to-rows");
-  RawConnection raw(file.path());
+  StorageFile file("json-to-rows");
   const auto context = openContext(file);
   const bool quick = state.range(0) != 0;
-  for (auto _ : state) {
-    prepareTable(state, 1, raw.db);
+  timeSaves(state, file, 1, [&] {
     const kiv::Array parsed = kiv::parseJSON(itemsJSON()).asArray();
     const kiv::MutableArray made = kiv::MutableArray::array(parsed.count());
     for (const kiv::Value& dictionary : parsed) {
@@ -375,8 +330,7 @@ void BM_JSONToStoredRows(benchmark::State& state) {
     } else {
       context->saveModels(made);
     }
-  }
-  state.SetItemsProcessed(state.iterations() * kModels);
+  });
 }
 BENCHMARK(BM_JSONToStoredRows)->ArgsProduct({{0, 1}, {0, 1}})->Unit(benchmark::kMillisecond);
 
