@@ -27,6 +27,7 @@ TEST(OxDbRowTest, ChangesStayInTheRow) {
   EXPECT_EQ(source, Dictionary({{"a", 1}}));
   row.removeObjectForKey("a");
   EXPECT_TRUE(row.objectForKey("a").isAbsent());
+  EXPECT_TRUE(OxDbRow(Dictionary()).dataDict().empty());  // an absent dictionary
 }
 
 }  // namespace

@@ -96,6 +96,9 @@ TEST_F(OxSimpleDatabaseTest, SchemaHelpersWriteNamesUnquoted) {
             "SELECT count(*) AS count FROM sqlite_master WHERE name='i' AND type='table'\n"
             "select count(*) count from sqlite_master where name='i'\n"
             "select count(*) count from sqlite_master where name='t'");
+  EXPECT_FALSE(db->tableExist("it's"));  // the quote breaks the statement
+  EXPECT_TRUE(log.contains("DB Query: SELECT count(*) AS count FROM sqlite_master WHERE name='it's'"));
+  log.clear();
 
   EXPECT_TRUE(db->addColonmWith("name", "TEXT", "t"));
   EXPECT_FALSE(db->addColonmWith("name", "TEXT", "t"));  // exists: no ALTER

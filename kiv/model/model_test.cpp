@@ -33,6 +33,7 @@ TEST(ModelTest, NumbersAreSetLenientlyAndReadAsTheDeclaredKind) {
       {300, "letter", 44, 'c'},
       {70000, "u16", 4464, 'S'},
       {Value::null(), "i32", 0, 'i'},
+      {Value(), "d", 0, 'd'},
       {-1, "u32", 4294967295u, 'I'},
       {2.9, "i64", 2, 'q'},
       {1, "level", 1, 'S'},
