@@ -370,6 +370,11 @@ class SqDatabase : public Object {
   int bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
                     const Dictionary& dictionaryArgs, SqArgumentList listArgs);
   void logStepFailure(int code, std::string_view sql) const;
+  // Runs the statement that begins or ends a transaction; on success inTransaction() becomes
+  // `inTransactionAfter`.
+  bool runTransactionStatement(const char* sql, bool inTransactionAfter);
+  // Runs `command` followed by the quoted savepoint name and ";"; a failure goes to `*outError`.
+  bool runSavePointStatement(const char* command, std::string_view name, Error* outError);
 
   template <class T>
   T valueForQuery(std::string_view sql, SqArgumentList arguments, T (SqResultSet::*read)(int) const, T noRow) {

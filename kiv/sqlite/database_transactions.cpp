@@ -22,44 +22,34 @@ std::string quotedName(std::string_view name) {
 
 }  // namespace
 
-bool SqDatabase::beginTransaction() {
-  const bool ok = executeUpdate("begin exclusive transaction");
-  if (ok) inTransaction_ = true;
-  return ok;
-}
+bool SqDatabase::beginTransaction() { return runTransactionStatement("begin exclusive transaction", true); }
 
-bool SqDatabase::beginDeferredTransaction() {
-  const bool ok = executeUpdate("begin deferred transaction");
-  if (ok) inTransaction_ = true;
-  return ok;
-}
+bool SqDatabase::beginDeferredTransaction() { return runTransactionStatement("begin deferred transaction", true); }
 
-bool SqDatabase::commit() {
-  const bool ok = executeUpdate("commit transaction");
-  if (ok) inTransaction_ = false;
-  return ok;
-}
+bool SqDatabase::commit() { return runTransactionStatement("commit transaction", false); }
 
-bool SqDatabase::rollback() {
-  const bool ok = executeUpdate("rollback transaction");
-  if (ok) inTransaction_ = false;
+bool SqDatabase::rollback() { return runTransactionStatement("rollback transaction", false); }
+
+bool SqDatabase::runTransactionStatement(const char* sql, bool inTransactionAfter) {
+  const bool ok = executeUpdate(sql);
+  if (ok) inTransaction_ = inTransactionAfter;
   return ok;
 }
 
 bool SqDatabase::startSavePointWithName(std::string_view name, Error* outError) {
-  const bool ok = executeUpdate("savepoint " + quotedName(name) + ";");
-  if (!ok && outError) *outError = lastError();
-  return ok;
+  return runSavePointStatement("savepoint ", name, outError);
 }
 
 bool SqDatabase::releaseSavePointWithName(std::string_view name, Error* outError) {
-  const bool ok = executeUpdate("release savepoint " + quotedName(name) + ";");
-  if (!ok && outError) *outError = lastError();
-  return ok;
+  return runSavePointStatement("release savepoint ", name, outError);
 }
 
 bool SqDatabase::rollbackToSavePointWithName(std::string_view name, Error* outError) {
-  const bool ok = executeUpdate("rollback transaction to savepoint " + quotedName(name) + ";");
+  return runSavePointStatement("rollback transaction to savepoint ", name, outError);
+}
+
+bool SqDatabase::runSavePointStatement(const char* command, std::string_view name, Error* outError) {
+  const bool ok = executeUpdate(command + quotedName(name) + ";");
   if (!ok && outError) *outError = lastError();
   return ok;
 }
