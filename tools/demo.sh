@@ -3,7 +3,7 @@
 # Arguments are passed to the demo (see `kiv_demo --help`).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
-kiv_install_missing
+kiv_install_missing "${kiv_build_packages[@]}"
 
 build="$kiv_root/build/demo"
 cmake -S "$kiv_root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKIV_BUILD_TESTS=OFF >/dev/null

@@ -3,30 +3,29 @@
 # nothing is installed when everything is there. Sourced by demo.sh and test.sh.
 set -euo pipefail
 
-kiv_packages=(
-  g++ cmake ninja-build pkg-config
-  libsqlite3-dev libsimdjson-dev
-  libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev rapidjson-dev
-)
+# What building the library and the demo needs.
+kiv_build_packages=(g++ cmake ninja-build libsqlite3-dev libsimdjson-dev)
+# What the tests and the benchmarks need besides.
+kiv_test_packages=(libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
 
 kiv_missing_packages() {
   local p
-  for p in "${kiv_packages[@]}"; do
+  for p in "$@"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || echo "$p"
   done
 }
 
+# Installs those of the named packages that are missing.
 kiv_install_missing() {
   local missing
-  missing=$(kiv_missing_packages)
+  missing=$(kiv_missing_packages "$@")
   [ -z "$missing" ] && return 0
   echo "Installing: $missing"
   local sudo=""
   [ "$(id -u)" -ne 0 ] && sudo="sudo"
-  # shellcheck disable=SC2086
   $sudo apt-get update -qq
   # shellcheck disable=SC2086
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends $missing
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
 }
 
 kiv_root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"

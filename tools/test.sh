@@ -4,7 +4,7 @@
 # them; then checks that the benchmarks build and that an installed Kiv works with find_package.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
-kiv_install_missing
+kiv_install_missing "${kiv_build_packages[@]}" "${kiv_test_packages[@]}"
 
 build="$kiv_root/build"
 export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
