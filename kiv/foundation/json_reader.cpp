@@ -81,45 +81,54 @@ class Builder {
   void finish() { keys_.clear(); }
 
  private:
-  // An open container: its iterator and the scratch position where its children begin.
+  // An open container: its iterator (simdjson's iterators know their own end) and the scratch
+  // position where its children begin.
   struct Frame {
     bool isObject;
     od::object_iterator field;
-    od::object_iterator fieldsEnd;
     od::array_iterator element;
-    od::array_iterator elementsEnd;
     std::size_t base;
     String key;  // the container's key in its parent object
   };
 
-  // Takes the next child of the innermost open container, or closes the container.
+  // Runs the innermost open container on: its scalar children are built in a tight loop; a
+  // container child is opened (and finished by later steps); at its end the container closes.
   error_code step() {
     Frame& f = frames_.back();
-    if (f.isObject) {
-      if (!(f.field != f.fieldsEnd)) return closeObject();
+    return f.isObject ? stepObject(f) : stepArray(f);
+  }
+
+  error_code stepObject(Frame& f) {
+    for (; f.field != od::object_iterator(); ++f.field) {
       od::field field;
       if (error_code e = (*f.field).get(field)) return e;
       std::string_view key;
       if (error_code e = field.unescaped_key().get(key)) return e;
-      return child(field.value(), keys_.intern(key));
+      od::value value = field.value();
+      od::json_type type;
+      if (error_code e = value.type().get(type)) return e;
+      if (type == od::json_type::object) return openObject(value.get_object(), keys_.intern(key));
+      if (type == od::json_type::array) return openArray(value.get_array(), keys_.intern(key));
+      Value scalar;
+      if (error_code e = buildScalar(value, type, scalar)) return e;
+      entries_.push_back({keys_.intern(key), std::move(scalar)});
     }
-    if (!(f.element != f.elementsEnd)) return closeArray();
-    od::value element;
-    if (error_code e = (*f.element).get(element)) return e;
-    return child(element, String());
+    return close(makeDictionary(f.base));
   }
 
-  // Builds a scalar child at once; opens a container child, which is finished by later steps.
-  error_code child(od::value value, String key) {
-    od::json_type type;
-    if (error_code e = value.type().get(type)) return e;
-    if (type == od::json_type::object) return openObject(value.get_object(), std::move(key));
-    if (type == od::json_type::array) return openArray(value.get_array(), std::move(key));
-    Value scalar;
-    if (error_code e = buildScalar(value, type, scalar)) return e;
-    advance();
-    attach(std::move(scalar), std::move(key));
-    return simdjson::SUCCESS;
+  error_code stepArray(Frame& f) {
+    for (; f.element != od::array_iterator(); ++f.element) {
+      od::value value;
+      if (error_code e = (*f.element).get(value)) return e;
+      od::json_type type;
+      if (error_code e = value.type().get(type)) return e;
+      if (type == od::json_type::object) return openObject(value.get_object(), String());
+      if (type == od::json_type::array) return openArray(value.get_array(), String());
+      Value scalar;
+      if (error_code e = buildScalar(value, type, scalar)) return e;
+      elements_.push_back(std::move(scalar));
+    }
+    return close(makeArray(f.base));
   }
 
   template <class Object>
@@ -127,9 +136,8 @@ class Builder {
     if (frames_.size() >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
     od::object object;
     if (error_code e = std::forward<Object>(result).get(object)) return e;
-    Frame f{true, {}, {}, {}, {}, entries_.size(), std::move(key)};
+    Frame f{true, {}, {}, entries_.size(), std::move(key)};
     if (error_code e = object.begin().get(f.field)) return e;
-    if (error_code e = object.end().get(f.fieldsEnd)) return e;
     frames_.push_back(std::move(f));
     return simdjson::SUCCESS;
   }
@@ -139,50 +147,27 @@ class Builder {
     if (frames_.size() >= kMaxJSONDepth) return simdjson::DEPTH_ERROR;
     od::array array;
     if (error_code e = std::forward<Array>(result).get(array)) return e;
-    Frame f{false, {}, {}, {}, {}, elements_.size(), std::move(key)};
+    Frame f{false, {}, {}, elements_.size(), std::move(key)};
     if (error_code e = array.begin().get(f.element)) return e;
-    if (error_code e = array.end().get(f.elementsEnd)) return e;
     frames_.push_back(std::move(f));
     return simdjson::SUCCESS;
   }
 
-  error_code closeObject() {
-    Frame f = std::move(frames_.back());
+  // Ends the innermost container, whose value is `done`: hands it to its parent, whose iterator
+  // moves past it, or makes it the result.
+  error_code close(Value done) {
+    String key = std::move(frames_.back().key);
     frames_.pop_back();
-    Value dictionary = makeDictionary(f.base);
-    advance();
-    attach(std::move(dictionary), std::move(f.key));
-    return simdjson::SUCCESS;
-  }
-
-  error_code closeArray() {
-    Frame f = std::move(frames_.back());
-    frames_.pop_back();
-    Value array = makeArray(f.base);
-    advance();
-    attach(std::move(array), std::move(f.key));
-    return simdjson::SUCCESS;
-  }
-
-  // Moves the innermost open container past the child just finished.
-  void advance() {
-    if (frames_.empty()) return;
-    Frame& f = frames_.back();
-    if (f.isObject) {
-      ++f.field;
-    } else {
-      ++f.element;
-    }
-  }
-
-  void attach(Value v, String key) {
     if (frames_.empty()) {
-      result_ = std::move(v);
-    } else if (frames_.back().isObject) {
-      entries_.push_back({std::move(key), std::move(v)});
+      result_ = std::move(done);
+    } else if (Frame& parent = frames_.back(); parent.isObject) {
+      entries_.push_back({std::move(key), std::move(done)});
+      ++parent.field;
     } else {
-      elements_.push_back(std::move(v));
+      elements_.push_back(std::move(done));
+      ++parent.element;
     }
+    return simdjson::SUCCESS;
   }
 
   error_code buildScalar(od::value value, od::json_type type, Value& out) {
