@@ -8,31 +8,6 @@
 #include "kiv/storage/storage.hpp"
 
 namespace kiv {
-namespace {
-
-bool sameColumns(const Dictionary& a, const Dictionary& b) {
-  if (a.count() != b.count()) return false;
-  const DictionaryEntry* other = b.begin();
-  for (const DictionaryEntry& entry : a) {
-    if (entry.key.view() != (other++)->key.view()) return false;
-  }
-  return true;
-}
-
-// Writes the rows with REPLACE, in order. Each run of rows with the same columns goes in one
-// batch, which builds its statement text once.
-void upsertInRuns(OxDbCollection& table, const std::vector<Dictionary>& rows) {
-  std::size_t start = 0;
-  for (std::size_t end = 1; end <= rows.size(); ++end) {
-    if (end == rows.size() || !sameColumns(rows[end], rows[start])) {
-      const auto first = rows.begin();
-      table.batchUpsert({first + static_cast<std::ptrdiff_t>(start), first + static_cast<std::ptrdiff_t>(end)});
-      start = end;
-    }
-  }
-}
-
-}  // namespace
 
 void KivStorage::setModel(const Ref<KivModel>& model) {
   if (model) setModel(model, model->modelClass());
@@ -111,7 +86,7 @@ void KivStorage::setDbModels(const Array& models, const ModelClass& cls) {
   }
   table.database->beginTransaction();
   for (const auto& [condition, row] : updates) table->update(condition, row);
-  upsertInRuns(*table.table, inserts);
+  for (const Dictionary& row : inserts) table->upsert(row);
   table.database->commit();
 }
 
