@@ -50,6 +50,7 @@ bool SqDatabase::openWithFlags(int flags) {
 
 bool SqDatabase::close() {
   clearCachedStatements();
+  closeStatementsIn(keptStatements_);
   closeOpenResultSets();
   if (!db_) return true;
 
@@ -160,6 +161,11 @@ Error SqDatabase::errorWithMessage(std::string_view message) const {
 
 Error SqDatabase::lastError() const { return errorWithMessage(lastErrorMessage()); }
 
+bool SqDatabase::inTransaction() const noexcept {
+  // SQLite ends a transaction by itself when a statement fails badly (a full disk, an I/O error).
+  return inTransaction_ && db_ && !sqlite3_get_autocommit(db_);
+}
+
 // --- Statement cache ----------------------------------------------------------------------------
 
 void SqDatabase::setShouldCacheStatements(bool flag) {
@@ -169,9 +175,21 @@ void SqDatabase::setShouldCacheStatements(bool flag) {
 }
 
 Ref<SqStatement> SqDatabase::cachedStatementForQuery(std::string_view query) const {
-  if (!cachedStatements_) return nullptr;
-  const auto found = cachedStatements_->find(query);
-  if (found == cachedStatements_->end()) return nullptr;
+  return freeStatementIn(statementCache(), query);
+}
+
+void SqDatabase::setCachedStatement(const Ref<SqStatement>& statement, std::string_view query) {
+  keepStatementIn(statementCache(), statement, query);
+}
+
+void SqDatabase::clearCachedStatements() {
+  if (cachedStatements_) closeStatementsIn(*cachedStatements_);
+}
+
+Ref<SqStatement> SqDatabase::freeStatementIn(const SqStatementCache* cache, std::string_view query) {
+  if (!cache) return nullptr;
+  const auto found = cache->find(query);
+  if (found == cache->end()) return nullptr;
   for (const Ref<SqStatement>& statement : found->second) {
     // A statement whose handle was finalized after a failed bind is dead: prepare anew.
     if (!statement->inUse() && statement->statement()) return statement;
@@ -179,23 +197,22 @@ Ref<SqStatement> SqDatabase::cachedStatementForQuery(std::string_view query) con
   return nullptr;
 }
 
-void SqDatabase::setCachedStatement(const Ref<SqStatement>& statement, std::string_view query) {
-  if (!cachedStatements_) return;
+void SqDatabase::keepStatementIn(SqStatementCache* cache, const Ref<SqStatement>& statement, std::string_view query) {
+  if (!cache) return;
   statement->setQuery(query);
-  auto found = cachedStatements_->find(query);
-  if (found == cachedStatements_->end()) found = cachedStatements_->try_emplace(std::string(query)).first;
+  auto found = cache->find(query);
+  if (found == cache->end()) found = cache->try_emplace(std::string(query)).first;
   std::vector<Ref<SqStatement>>& statements = found->second;
   if (std::find(statements.begin(), statements.end(), statement) == statements.end()) {
     statements.push_back(statement);
   }
 }
 
-void SqDatabase::clearCachedStatements() {
-  if (!cachedStatements_) return;
-  for (auto& [query, statements] : *cachedStatements_) {
+void SqDatabase::closeStatementsIn(SqStatementCache& cache) {
+  for (auto& [query, statements] : cache) {
     for (const Ref<SqStatement>& statement : statements) statement->close();
   }
-  cachedStatements_->clear();
+  cache.clear();
 }
 
 // --- Result sets handed out ---------------------------------------------------------------------

@@ -118,7 +118,8 @@ class SqDatabase : public Object {
   bool checkedOut() const noexcept { return checkedOut_; }
   void setCheckedOut(bool flag) noexcept { checkedOut_ = flag; }
   // Cache prepared statements by SQL text (default false). Turning it off drops the cache; its
-  // statements are finalized when their last holder lets go of them.
+  // statements are finalized when their last holder lets go of them. (Kept statements, below, are
+  // another store.)
   bool shouldCacheStatements() const noexcept { return shouldCacheStatements_; }
   void setShouldCacheStatements(bool flag);
   // The cache itself; nullptr while caching is off.
@@ -132,7 +133,10 @@ class SqDatabase : public Object {
   int busyRetryTimeout() const;
   void setBusyRetryTimeout(int timeout);
   bool hasOpenResultSets() const noexcept { return !openResultSets_.empty(); }
-  bool inTransaction() const noexcept { return inTransaction_; }
+  // Whether a transaction begun by beginTransaction (or its deferred form) is open. Follows SQLite
+  // after failures: a statement or commit that failed so badly that SQLite rolled the transaction
+  // back on its own (a full disk, an I/O error) leaves the connection outside a transaction.
+  bool inTransaction() const noexcept;
 
   // "<SqDatabase: 0x...>".
   std::string description() const override;
@@ -239,6 +243,17 @@ class SqDatabase : public Object {
     return executeUpdateWithErrorAndBindings(sql, outError, args...);
   }
 
+  // --- Kept statements --------------------------------------------------------------------------
+  //
+  // For callers that run a few texts again and again with different values: the statement of a
+  // text is prepared on its first run and kept, by its text, until the connection closes, whether
+  // or not shouldCacheStatements is on. Binding (positional), logging and results are those of
+  // executeUpdate and executeQuery. A kept statement of a table that was dropped since fails when
+  // stepped, with the step's log lines.
+
+  bool executeKeptUpdate(std::string_view sql, SqArgumentList arguments);
+  Ref<SqResultSet> executeKeptQuery(std::string_view sql, SqArgumentList arguments);
+
   // --- Several statements, SQL functions --------------------------------------------------------
 
   // Runs the semicolon-separated statements; the block, when given, receives each result row.
@@ -342,8 +357,14 @@ class SqDatabase : public Object {
   // Logs "The SqDatabase <db> is currently in use.".
   void warnInUse() const;
 
-  // The one query operation and the one update operation that every form goes through; only
-  // one of the three argument sources is used.
+  // The arguments of one run of the core query or update: only one of the three sources is used,
+  // and the statement comes from `cache` when it is not null.
+  struct Arguments {
+    const Array& array;
+    const Dictionary& dictionary;
+    SqArgumentList list;
+  };
+  // The one query operation and the one update operation that every form goes through.
   Ref<SqResultSet> executeQueryWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql, const Array& arrayArgs,
                                                                         const Dictionary& dictionaryArgs,
                                                                         SqArgumentList listArgs);
@@ -351,9 +372,19 @@ class SqDatabase : public Object {
                                                                       const Array& arrayArgs,
                                                                       const Dictionary& dictionaryArgs,
                                                                       SqArgumentList listArgs);
-  // The statement for the SQL: a free cached one (reset) or a newly prepared one; nullptr,
+  Ref<SqResultSet> runQuery(std::string_view sql, const Arguments& arguments, SqStatementCache* cache);
+  bool runUpdate(std::string_view sql, Error* outError, const Arguments& arguments, SqStatementCache* cache);
+  // The statement cache in use by the plain forms, or null while caching is off.
+  SqStatementCache* statementCache() const noexcept { return cachedStatements_.get(); }
+  // The cache's statement for the text that no result set is reading, or null.
+  static Ref<SqStatement> freeStatementIn(const SqStatementCache* cache, std::string_view query);
+  // Adds the statement to the cache under the text (and sets its query); nothing without a cache.
+  static void keepStatementIn(SqStatementCache* cache, const Ref<SqStatement>& statement, std::string_view query);
+  // Finalizes and forgets every statement of the cache.
+  static void closeStatementsIn(SqStatementCache& cache);
+  // The statement for the SQL: a free one of the cache (reset) or a newly prepared one; nullptr,
   // logged, when it does not prepare.
-  Ref<SqStatement> statementForQuery(std::string_view sql, bool* fromCache);
+  Ref<SqStatement> statementForQuery(std::string_view sql, SqStatementCache* cache, bool* fromCache);
   // A statement with the arguments bound, as the core query and update run it.
   struct BoundStatement {
     Ref<SqStatement> statement;  // nullptr when the SQL did not prepare
@@ -364,11 +395,10 @@ class SqDatabase : public Object {
   };
   // Traces the SQL as `operation`, takes its statement (statementForQuery) and binds the
   // arguments; a statement that not every parameter got a value for is finalized.
-  BoundStatement boundStatementForQuery(std::string_view operation, std::string_view sql, const Array& arrayArgs,
-                                        const Dictionary& dictionaryArgs, SqArgumentList listArgs);
+  BoundStatement boundStatementForQuery(std::string_view operation, std::string_view sql, const Arguments& arguments,
+                                        SqStatementCache* cache);
   // Binds the arguments; returns how many parameters got a value.
-  int bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
-                    const Dictionary& dictionaryArgs, SqArgumentList listArgs);
+  int bindArguments(SqStatement& statement, int parameterCount, const Arguments& arguments);
   void logStepFailure(int code, std::string_view sql) const;
   // Runs the statement that begins or ends a transaction; on success inTransaction() becomes
   // `inTransactionAfter`.
@@ -399,6 +429,7 @@ class SqDatabase : public Object {
   double maxBusyRetryTimeInterval_ = 2.0;
   double startBusyRetryTime_ = 0;
   std::shared_ptr<SqStatementCache> cachedStatements_;
+  SqStatementCache keptStatements_;
   std::vector<SqResultSet*> openResultSets_;  // not owned
   std::list<SqFunctionBlock> openFunctions_;  // a list: SQLite holds pointers to the elements
   std::optional<DateFormatter> dateFormat_;

@@ -78,13 +78,11 @@ int SqDatabase::changes() {
 
 // --- Preparing and binding ----------------------------------------------------------------------
 
-Ref<SqStatement> SqDatabase::statementForQuery(std::string_view sql, bool* fromCache) {
-  if (shouldCacheStatements_) {
-    if (Ref<SqStatement> cached = cachedStatementForQuery(sql)) {
-      cached->reset();
-      *fromCache = true;
-      return cached;
-    }
+Ref<SqStatement> SqDatabase::statementForQuery(std::string_view sql, SqStatementCache* cache, bool* fromCache) {
+  if (Ref<SqStatement> cached = freeStatementIn(cache, sql)) {
+    cached->reset();
+    *fromCache = true;
+    return cached;
   }
   sqlite3_stmt* handle = nullptr;
   const int length = static_cast<int>(std::min<std::size_t>(sql.size(), INT_MAX));
@@ -102,11 +100,10 @@ Ref<SqStatement> SqDatabase::statementForQuery(std::string_view sql, bool* fromC
   return makeRef<SqStatement>(handle);
 }
 
-int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const Array& arrayArgs,
-                              const Dictionary& dictionaryArgs, SqArgumentList listArgs) {
+int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const Arguments& arguments) {
   int bound = 0;
-  if (dictionaryArgs.isPresent()) {
-    for (const DictionaryEntry& entry : dictionaryArgs) {
+  if (arguments.dictionary.isPresent()) {
+    for (const DictionaryEntry& entry : arguments.dictionary) {
       if (traceExecution_) log(std::string(":").append(entry.key.view()).append(" = ").append(entry.value.description()));
       const int index = statement.indexOfParameterForKey(entry.key.view());
       if (index >= 1) {
@@ -122,10 +119,10 @@ int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const 
   std::size_t nextInList = 0;
   for (int column = 1; column <= parameterCount; ++column) {
     const Value* argument = nullptr;
-    if (nextInArray < arrayArgs.count()) {
-      argument = &arrayArgs[nextInArray++];
-    } else if (nextInList < listArgs.size()) {
-      argument = &listArgs[nextInList++];
+    if (nextInArray < arguments.array.count()) {
+      argument = &arguments.array[nextInArray++];
+    } else if (nextInList < arguments.list.size()) {
+      argument = &arguments.list[nextInList++];
     } else {
       break;
     }
@@ -139,15 +136,13 @@ int SqDatabase::bindArguments(SqStatement& statement, int parameterCount, const 
 // --- The core query and update ------------------------------------------------------------------
 
 SqDatabase::BoundStatement SqDatabase::boundStatementForQuery(std::string_view operation, std::string_view sql,
-                                                              const Array& arrayArgs,
-                                                              const Dictionary& dictionaryArgs,
-                                                              SqArgumentList listArgs) {
+                                                              const Arguments& arguments, SqStatementCache* cache) {
   if (traceExecution_) log(description() + " " + std::string(operation) + ": " + std::string(sql));
   BoundStatement bound;
-  bound.statement = statementForQuery(sql, &bound.fromCache);
+  bound.statement = statementForQuery(sql, cache, &bound.fromCache);
   if (!bound.statement) return bound;
   bound.parameterCount = sqlite3_bind_parameter_count(bound.statement->statement());
-  bound.boundCount = bindArguments(*bound.statement, bound.parameterCount, arrayArgs, dictionaryArgs, listArgs);
+  bound.boundCount = bindArguments(*bound.statement, bound.parameterCount, arguments);
   // A cached statement is finalized too; the cache no longer hands it out.
   if (!bound.complete()) bound.statement->close();
   return bound;
@@ -157,17 +152,29 @@ Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArrayOrDictionaryOrVALis
                                                                                   const Array& arrayArgs,
                                                                                   const Dictionary& dictionaryArgs,
                                                                                   SqArgumentList listArgs) {
+  return runQuery(sql, Arguments{arrayArgs, dictionaryArgs, listArgs}, statementCache());
+}
+
+bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql,
+                                                                                Error* outError,
+                                                                                const Array& arrayArgs,
+                                                                                const Dictionary& dictionaryArgs,
+                                                                                SqArgumentList listArgs) {
+  return runUpdate(sql, outError, Arguments{arrayArgs, dictionaryArgs, listArgs}, statementCache());
+}
+
+Ref<SqResultSet> SqDatabase::runQuery(std::string_view sql, const Arguments& arguments, SqStatementCache* cache) {
   if (!databaseExists()) return nullptr;
   ExecutingStatement executing(*this);
   if (!executing.entered()) return nullptr;
-  const BoundStatement bound = boundStatementForQuery("executeQuery", sql, arrayArgs, dictionaryArgs, listArgs);
+  const BoundStatement bound = boundStatementForQuery("executeQuery", sql, arguments, cache);
   if (!bound.statement) return nullptr;
   if (!bound.complete()) {
     log("Error: the bind count is not correct for the # of variables (executeQuery)");
     return nullptr;
   }
   const Ref<SqStatement>& statement = bound.statement;
-  if (!bound.fromCache && shouldCacheStatements_) setCachedStatement(statement, sql);
+  if (!bound.fromCache) keepStatementIn(cache, statement, sql);
 
   Ref<SqResultSet> resultSet = SqResultSet::resultSetWithStatement(statement, Ref<SqDatabase>(this));
   resultSet->setQuery(sql);
@@ -176,15 +183,12 @@ Ref<SqResultSet> SqDatabase::executeQueryWithArgumentsInArrayOrDictionaryOrVALis
   return resultSet;
 }
 
-bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(std::string_view sql,
-                                                                                Error* outError,
-                                                                                const Array& arrayArgs,
-                                                                                const Dictionary& dictionaryArgs,
-                                                                                SqArgumentList listArgs) {
+bool SqDatabase::runUpdate(std::string_view sql, Error* outError, const Arguments& arguments,
+                           SqStatementCache* cache) {
   if (!databaseExists()) return false;
   ExecutingStatement executing(*this);
   if (!executing.entered()) return false;
-  const BoundStatement bound = boundStatementForQuery("executeUpdate", sql, arrayArgs, dictionaryArgs, listArgs);
+  const BoundStatement bound = boundStatementForQuery("executeUpdate", sql, arguments, cache);
   if (!bound.statement) {
     if (outError) *outError = errorWithMessage(lastErrorMessage());
     return false;
@@ -196,15 +200,14 @@ bool SqDatabase::executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(
     return false;
   }
   const Ref<SqStatement>& statement = bound.statement;
-  const bool fromCache = bound.fromCache;
 
   const int rc = sqlite3_step(statement->statement());
   if (rc != SQLITE_DONE && logsErrors_) logStepFailure(rc, sql);
 
-  // Cached statements are kept for the next use; others are finalized.
+  // Statements of a cache are kept for the next use; others are finalized.
   int releaseRc;
-  if (fromCache || shouldCacheStatements_) {
-    if (!fromCache) setCachedStatement(statement, sql);
+  if (cache) {
+    if (!bound.fromCache) keepStatementIn(cache, statement, sql);
     statement->setUseCount(statement->useCount() + 1);
     releaseRc = statement->reset();
   } else {
@@ -260,6 +263,14 @@ bool SqDatabase::executeUpdateWithArgumentsInArray(std::string_view sql, const A
 
 bool SqDatabase::executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments) {
   return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, Array(), arguments, {});
+}
+
+bool SqDatabase::executeKeptUpdate(std::string_view sql, SqArgumentList arguments) {
+  return runUpdate(sql, nullptr, Arguments{Array(), Dictionary(), arguments}, &keptStatements_);
+}
+
+Ref<SqResultSet> SqDatabase::executeKeptQuery(std::string_view sql, SqArgumentList arguments) {
+  return runQuery(sql, Arguments{Array(), Dictionary(), arguments}, &keptStatements_);
 }
 
 bool SqDatabase::executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments) {

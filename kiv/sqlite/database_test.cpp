@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -132,6 +133,39 @@ TEST_F(SqDatabaseTest, BusyConnectionGivesUpAfterItsRetryInterval) {
 
   ASSERT_TRUE(db->commit());
   EXPECT_TRUE(other->executeUpdate("insert into t (name) values ('free')"));
+}
+
+// A full file makes SQLite roll the whole transaction back by itself; the connection follows it.
+TEST_F(SqDatabaseTest, ATransactionThatSQLiteRolledBackIsNoLongerOpen) {
+  db->intForQuery("pragma max_page_count = " + std::to_string(db->intForQuery("pragma page_count")));
+  ASSERT_TRUE(db->beginTransaction());
+  LogCapture log;
+  bool full = false;
+  for (int i = 0; i < 100 && !full; ++i) full = !db->executeUpdate("insert into t (name) values (?)", std::string(500, 'x'));
+  ASSERT_TRUE(full);
+  EXPECT_EQ(db->lastErrorCode(), SQLITE_FULL);
+  EXPECT_FALSE(db->inTransaction());
+  EXPECT_EQ(db->intForQuery("select count(*) from t"), 0);
+  db->intForQuery("pragma max_page_count = 1000");
+  EXPECT_TRUE(db->beginTransaction());
+  EXPECT_TRUE(db->inTransaction());
+}
+
+TEST_F(SqDatabaseTest, KeptStatementsArePreparedOnceAndLiveUntilTheConnectionCloses) {
+  const std::string insert = "insert into t (name) values (?)";
+  for (const char* name : {"a", "it's"}) ASSERT_TRUE(db->executeKeptUpdate(insert, std::array{Value(name)}));
+  EXPECT_FALSE(db->shouldCacheStatements());
+  Ref<SqResultSet> rows = db->executeKeptQuery("select name from t where name = ?", std::array{Value("it's")});
+  ASSERT_TRUE(rows && rows->next());
+  EXPECT_EQ(rows->stringForColumnIndex(0).str(), "it's");
+  rows->close();
+  sqlite3_stmt* prepared = nullptr;
+  int statements = 0;
+  while ((prepared = sqlite3_next_stmt(db->sqliteHandle(), prepared))) ++statements;
+  EXPECT_EQ(statements, 2);
+  LogCapture log;
+  EXPECT_TRUE(db->close());
+  EXPECT_FALSE(log.contains("Closing leaked statement"));
 }
 
 TEST_F(SqDatabaseTest, CachedStatementsAreReusedOnlyWhenFree) {
