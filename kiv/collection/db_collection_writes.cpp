@@ -9,24 +9,37 @@ namespace {
 
 Value valueOrNull(const Value& value) { return value.isPresent() ? value : Value::null(); }
 
-// Whether the row has exactly the columns of `first`, in the same order.
-bool hasColumnsOf(const Dictionary& row, const Dictionary& first) {
-  if (row.count() != first.count()) return false;
-  const DictionaryEntry* other = row.begin();
+// The parameters of `row` for a statement written for the columns of `first`: the row itself, so
+// that a key the statement lacks is reported as binding reports it, with NULL added for each
+// column of `first` that the row lacks.
+Dictionary parametersFor(const Dictionary& row, const Dictionary& first) {
+  MutableDictionary completed;
   for (const DictionaryEntry& entry : first) {
-    if (entry.key.view() != (other++)->key.view()) return false;
+    if (row.objectForKey(entry.key.view()).isPresent()) continue;
+    if (completed.isAbsent()) completed = row.isPresent() ? row.mutableCopy() : MutableDictionary::dictionary();
+    completed.setObject(Value::null(), entry.key);
   }
-  return true;
+  return completed.isPresent() ? Dictionary(completed) : row;
 }
 
-// The parameters of `row` for a statement written for the columns of `first`: the row itself when
-// its columns are the same, else the row's value, or NULL, under each column of `first`.
-Dictionary parametersFor(const Dictionary& row, const Dictionary& first) {
-  if (hasColumnsOf(row, first)) return row;
-  const MutableDictionary parameters = MutableDictionary::dictionary(first.count());
-  for (const DictionaryEntry& entry : first) parameters.setObject(valueOrNull(row[entry.key.view()]), entry.key);
-  return parameters;
-}
+// Turns the connection's statement cache on for one multi-row write, so that its text is
+// prepared once and not once per row, and off again after it (the connection otherwise prepares
+// every text afresh, which keeps its failures reported as failures to prepare).
+class StatementReuse {
+ public:
+  explicit StatementReuse(SqDatabase& db) : db_(db), wasOn_(db.shouldCacheStatements()) {
+    if (!wasOn_) db_.setShouldCacheStatements(true);
+  }
+  ~StatementReuse() {
+    if (!wasOn_) db_.setShouldCacheStatements(false);
+  }
+  StatementReuse(const StatementReuse&) = delete;
+  StatementReuse& operator=(const StatementReuse&) = delete;
+
+ private:
+  SqDatabase& db_;
+  const bool wasOn_;
+};
 
 }  // namespace
 
@@ -62,6 +75,7 @@ bool OxDbCollection::insertOrReplaceUseMultiSQL(std::string_view verb, const std
   }
   sql += ')';
   return inDatabase([&](SqDatabase& db) {
+    const StatementReuse reuse(db);
     bool ran = false;
     for (const Dictionary& row : rows) ran = db.executeUpdateWithParameterDictionary(sql, parametersFor(row, first));
     return ran;

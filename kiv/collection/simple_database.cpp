@@ -11,15 +11,7 @@ Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path) {
 OxSimpleDatabase::OxSimpleDatabase(const String& path)
     : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, kOxOpenFlags)) {
   collCache_.reserve(20);
-  inDatabase([](SqDatabase& db) {
-    db.setLogsErrors(true);
-    db.setShouldCacheStatements(true);
-  });
-}
-
-void OxSimpleDatabase::trimStatementCache(SqDatabase& db) {
-  const std::shared_ptr<SqStatementCache>& cache = db.cachedStatements();
-  if (cache && cache->size() > kOxMaxCachedStatements && !db.hasOpenResultSets()) db.clearCachedStatements();
+  inDatabase([](SqDatabase& db) { db.setLogsErrors(true); });
 }
 
 OxSimpleDatabase::~OxSimpleDatabase() {

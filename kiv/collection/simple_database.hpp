@@ -49,16 +49,10 @@ class OxDbCollection;
 inline constexpr int kOxOpenFlags = kSqOpenFileProtectionNone | kSqDefaultOpenFlags;
 static_assert(kOxOpenFlags == 0x400006);
 
-// The most texts whose prepared statements the connection keeps. Texts that carry literal values
-// (a condition per key) would fill the cache without bound; past the limit it is emptied, and
-// refills with the texts in use.
-inline constexpr std::size_t kOxMaxCachedStatements = 128;
-
 class OxSimpleDatabase : public Object {
  public:
   // Opens (creating when missing) the file at `path` with kOxOpenFlags and turns on the
-  // connection's error logging and statement cache (so a text run again, such as the insert of
-  // each row, is prepared once). Does not fail: see above for a file that does not open.
+  // connection's error logging. Does not fail: see above for a file that does not open.
   static Ref<OxSimpleDatabase> databaseWithPath(const String& path);
   explicit OxSimpleDatabase(const String& path);
   // Detaches the collections and closes the queue.
@@ -136,9 +130,6 @@ class OxSimpleDatabase : public Object {
   static OxDbRows rowsOf(const Ref<SqResultSet>& resultSet);
   // Whether the query's first row has a non-zero "count".
   bool countIsNotZero(const std::string& sql);
-  // Empties the statement cache when it holds more than kOxMaxCachedStatements texts and no result
-  // set is reading one of them.
-  static void trimStatementCache(SqDatabase& db);
 
   // Name -> collection; guarded by collCacheMutex_, entries never removed.
   struct NameHash {
@@ -157,16 +148,12 @@ auto OxSimpleDatabase::inDatabase(Block&& block) const {
   using Result = std::invoke_result_t<Block&, SqDatabase&>;
   if constexpr (std::is_void_v<Result>) {
     if (innerDb_) innerDb_->inDatabase([&](SqDatabase* db) {
-        if (!db) return;
-        block(*db);
-        trimStatementCache(*db);
+        if (db) block(*db);
       });
   } else {
     Result result{};
     if (innerDb_) innerDb_->inDatabase([&](SqDatabase* db) {
-        if (!db) return;
-        result = block(*db);
-        trimStatementCache(*db);
+        if (db) result = block(*db);
       });
     return result;
   }
