@@ -211,6 +211,7 @@ struct ModelAccess {
         [] { return Value(T::kiv_valueTransform()).asDictionary(); },
         [](KivModel& model, const Dictionary& dict) { T::kiv_finishedModel(model, dict); },
         nullptr,
+        &T::kiv_finishedModel != &KivModel::kiv_finishedModel,
     };
     if constexpr (requires(const Value& v) { T::kiv_modelWithDictionary(v); }) {
       hooks.modelWithDictionary = [](const Value& v) { return Value(T::kiv_modelWithDictionary(v)); };

@@ -31,6 +31,8 @@ struct ModelHooks {
   void (*finishedModel)(KivModel& model, const Dictionary& dict);
   // Only for classes that declare kiv_modelWithDictionary; null otherwise.
   Value (*modelWithDictionary)(const Value& dictionary);
+  // Whether the class or a superclass declares kiv_finishedModel (KivModel's does nothing).
+  bool overridesFinishedModel;
 };
 
 class ModelClass : public Class {
@@ -62,6 +64,8 @@ class ModelClass : public Class {
   void kiv_finishedModel(KivModel& model, const Dictionary& dict) const {
     hooks_.finishedModel(model, dict);
   }
+  // Whether kiv_finishedModel does more than KivModel's, which does nothing.
+  bool overridesFinishedModel() const noexcept { return hooks_.overridesFinishedModel; }
   // Whether the class (or a superclass) declares kiv_modelWithDictionary, which KivModel itself
   // does not; calling it on a class that does not gives absent.
   bool respondsToModelWithDictionary() const noexcept { return hooks_.modelWithDictionary != nullptr; }
