@@ -4,19 +4,30 @@
 #include <mutex>
 #include <utility>
 
+#include "kiv/foundation/log.hpp"
+#include "kiv/sqlite/result_codes.hpp"
+#include "kiv/storage/internal/pending_writes.hpp"
+#include "kiv/storage/internal/table_sql.hpp"
+
 namespace kiv {
 
-KivStorage::ClassCache::ClassCache(std::string_view name)
-    : className(name), cache(std::string(name), kKivModelCacheCountLimit) {
+KivStorage::ClassCache::ClassCache(const ModelClass& modelClass)
+    : cls(&modelClass), cache(std::string(modelClass.name()), kKivModelCacheCountLimit) {
   cache.setEvictsObjectsWithDiscardedContent(false);
   cache.setDelegate(&KivStorage::cache);
 }
 
-KivStorage::KivStorage() : backgroundQueue_("KivStorage") {
+KivStorage::KivStorage()
+    : pendingWrites_(std::make_unique<PendingWrites>([this](std::vector<StoredRow>& rows) { writeRows(rows, false); },
+                                                     kKivDefaultBackgroundWriteLimit)),
+      readQueue_("KivStorage reads") {
   tableQueue_.setEvictsObjectsWithDiscardedContent(false);
 }
 
-KivStorage::~KivStorage() { waitUntilBackgroundWritesFinish(); }
+KivStorage::~KivStorage() {
+  readQueue_.waitUntilIdle();
+  pendingWrites_.reset();  // writes what waits
+}
 
 // --- Set-up -------------------------------------------------------------------------------------
 
@@ -39,13 +50,23 @@ void KivStorage::switchDataBase(const Ref<OxSimpleDatabase>& database) {
     std::lock_guard<SpinLock> guard(databaseLock_);
     oxdb_ = database;
   }
+  {
+    std::lock_guard<std::mutex> guard(errorMutex_);
+    lastError_ = Error{};
+    corruptionLogged_ = false;
+  }
   forgetCaches();
   ensureTableVersion();
 }
 
 void KivStorage::configDataBase(const Array& classes) {
   for (const Value& element : classes) {
-    if (const ModelClass* cls = ModelClass::fromValue(element)) ensureTable(*cls);
+    const ModelClass* cls = ModelClass::fromValue(element);
+    if (!cls) continue;
+    // Described now, the class's setters (and its superclasses') record from here on, so models
+    // made before any is read or written keep what was set on them.
+    forEachModelLevel(*cls, [](const ModelClass& level) { level.kiv_classInfo(); });
+    ensureTable(*cls);
   }
 }
 
@@ -62,24 +83,25 @@ std::int64_t KivStorage::version() const {
 // --- Memory caches ------------------------------------------------------------------------------
 
 MemoryCache& KivStorage::matchCache(const ModelClass& cls) {
+  // Class records are unique per name, so the record stands for the name.
   ClassCache* found = useCache_.load(std::memory_order_acquire);
-  if (!found || found->className != cls.name()) {
-    found = &cacheNamed(cls.name());
+  if (!found || found->cls != &cls) {
+    found = &cacheFor(cls);
     useCache_.store(found, std::memory_order_release);
   }
   return found->cache;
 }
 
-KivStorage::ClassCache& KivStorage::cacheNamed(std::string_view className) {
+KivStorage::ClassCache& KivStorage::cacheFor(const ModelClass& cls) {
   {
     std::lock_guard<SpinLock> guard(lock_);
-    if (const auto it = cacheQueue_.find(className); it != cacheQueue_.end()) return *it->second;
+    if (const auto it = cacheQueue_.find(cls.name()); it != cacheQueue_.end()) return *it->second;
   }
   // Made outside the lock. When two threads miss at once, the first insert wins and the other
   // thread uses it, so no model goes into a cache that is then thrown away.
-  auto made = std::make_unique<ClassCache>(className);
+  auto made = std::make_unique<ClassCache>(cls);
   std::lock_guard<SpinLock> guard(lock_);
-  const auto [it, inserted] = cacheQueue_.try_emplace(std::string(className), made.get());
+  const auto [it, inserted] = cacheQueue_.try_emplace(std::string(cls.name()), made.get());
   if (inserted) madeCaches_.push_back(std::move(made));
   return *it->second;
 }
@@ -96,6 +118,15 @@ void KivStorage::forgetCaches() {
   for (ClassCache* cache : forgotten) {
     if (cache != shortcut) cache->cache.removeAllObjects();
   }
+}
+
+void KivStorage::clearCaches() {
+  std::vector<ClassCache*> caches;
+  {
+    std::lock_guard<SpinLock> guard(lock_);
+    for (const std::unique_ptr<ClassCache>& cache : madeCaches_) caches.push_back(cache.get());
+  }
+  for (ClassCache* cache : caches) cache->cache.removeAllObjects();
 }
 
 void KivStorage::cache(MemoryCache& /*cache*/, const Value& /*evictedObject*/) {}
@@ -126,11 +157,33 @@ void KivStorage::setUseTable(Ref<OxDbCollection> table) {
   useTable_ = std::move(table);
 }
 
-// --- Rows ---------------------------------------------------------------------------------------
+TableSql& KivStorage::tableSql(const ModelClass& tableClass, const RowLayout& layout) {
+  std::pair<std::string, const RowLayout*> key(tableName(tableClass).str(), &layout);
+  std::lock_guard<std::mutex> guard(sqlMutex_);
+  std::unique_ptr<TableSql>& sql = tableSql_[key];
+  if (!sql) sql = std::make_unique<TableSql>(key.first, layout, tableClass.kiv_key());
+  return *sql;
+}
 
-Value KivStorage::keyValueOf(const KivModel& model, const ModelClass& cls) {
-  const Value key = cls.kiv_key();
-  return key.isString() ? model.valueForKey(key.stringView()) : Value();
+// --- Errors -------------------------------------------------------------------------------------
+
+Error KivStorage::lastError() const {
+  std::lock_guard<std::mutex> guard(errorMutex_);
+  return lastError_;
+}
+
+void KivStorage::noteFailure(SqDatabase& db) {
+  if (!db.hadError()) return;
+  const Error error = db.lastError();
+  const bool damaged = sqIsDamagedFile(error.code);
+  {
+    std::lock_guard<std::mutex> guard(errorMutex_);
+    lastError_ = error;
+    if (!damaged || corruptionLogged_) return;
+    corruptionLogged_ = true;
+  }
+  log("Kiv: the database file " + db.databasePath().str() + " is damaged (SQLite error " +
+      std::to_string(error.code) + ": " + error.message + "); reads may miss rows and writes may fail");
 }
 
 }  // namespace kiv

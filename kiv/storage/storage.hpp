@@ -21,30 +21,53 @@
 // new values. A read by key is answered from the cache when it can be; reads by condition and of
 // all rows refresh it. Deletes touch only the table: a deleted model stays readable while cached.
 //
-// Rows are addressed by key with the row condition <key>='<key value's "%@" text>', the key named
-// as the class's kiv_key gives it. A single quote inside the text is doubled, so keys with quotes
-// save and read back; plain keys give exactly that text. SQLite compares the text with the
-// column's affinity, so the text "42" finds the row of the number 42.
+// Rows are addressed by key: the row whose key column (the class's kiv_key) equals the "%@" text of
+// the key value, compared as SQLite compares a column with a text (so the text "42" finds the row
+// of the number 42, and keys with quotes need no escaping). Every value the storage writes or
+// looks up is bound as a parameter, never written into SQL text; each statement is prepared once
+// per connection and kept. Conditions (modelsQuery, deleteWithCondition) are SQL written into the
+// statement as they stand, as their callers give them.
 //
-// Background writes. setModel() caches the model, takes its row at once, and writes the row later
-// on the storage's own background queue: the writes of one storage reach the table in the order
-// of their saves. waitUntilBackgroundWritesFinish() waits for them, and so does the destructor,
-// so no save is lost when the storage goes. The read with a completion runs on the same queue.
-// Do not destroy a storage from one of its own background tasks (a completion).
+// Writes. A row whose key exists is updated with the columns the model sets (the others keep
+// their values); any other row is written whole. Where the key column has its unique index, one
+// INSERT ... ON CONFLICT(key) DO UPDATE does both; otherwise the row's key is looked up first.
+// Each call's rows are written in order in one transaction, so a key saved twice in one call ends
+// with the later model's columns over the earlier one's. A row whose statement fails (a table or
+// column that does not exist, a constraint) is skipped and logged; a failure of the file itself (a
+// full disk, an I/O error, a read-only or damaged file) or of the commit rolls the whole
+// transaction back, so a failed save leaves none of its rows. (Inside a transaction the
+// application opened on the database, the storage neither commits nor rolls back.) Large calls
+// write in slices of a few hundred rows, between which other threads' reads run: a read waits
+// for one slice, not for the whole call, and may see the rows of a call not yet committed.
+//
+// Background writes. setModel() caches the model, takes its row at once, and queues the row: the
+// rows waiting are written in submission order, as many as wait in one transaction (a stream of
+// single saves reaches the file at close to setModels speed). At most backgroundWriteLimit() rows
+// wait: a caller that runs further ahead writes them itself first. Every other operation that
+// touches the table (writes, deletes, reads from the table) first waits for the rows queued
+// before it, so the table always ends in the state of the last call made, and a read sees every
+// save made before it. waitUntilBackgroundWritesFinish() waits for them, and so does the
+// destructor, so no save is lost when the storage goes. The read with a completion runs on a
+// background queue of the storage. Do not destroy a storage from one of its own completions.
 //
 // Threads. Every operation may be called from any thread; database work is serialised by the
-// database's queue. A cached model is shared by every reader of its key, and a save merges into
-// it: save and change one key's models from one thread at a time (models are not synchronised).
-// Registration (class map, path) is expected before the storage is shared.
+// database's queue, and the storage's writes by the storage. A cached model is shared by every
+// reader of its key, and a save merges into it: save and change one key's models from one thread
+// at a time (models are not synchronised). Registration (class map, path) is expected before the
+// storage is shared.
 //
-// Failures are not reported: nothing found, nothing written; the SQLite layer logs its errors.
+// Failures are not reported by the operations: nothing found, nothing written. The SQLite layer
+// logs each error; lastError() keeps the last one of the storage's statements, and a damaged file
+// is logged once, naming the file.
 #ifndef KIV_STORAGE_STORAGE_HPP_
 #define KIV_STORAGE_STORAGE_HPP_
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -56,6 +79,7 @@
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/background_queue.hpp"
 #include "kiv/foundation/dictionary.hpp"
+#include "kiv/foundation/error.hpp"
 #include "kiv/foundation/memory_cache.hpp"
 #include "kiv/foundation/spin_lock.hpp"
 #include "kiv/foundation/string.hpp"
@@ -66,12 +90,21 @@
 
 namespace kiv {
 
+class PendingWrites;
+class RowLayout;
+class SqDatabase;
+class SqResultSet;
+struct StoredRow;
+class TableSql;
+
 // The most models a class's memory cache holds.
 inline constexpr std::size_t kKivModelCacheCountLimit = 200;
 // The column of every model table that holds the time of the row's last write.
 inline constexpr std::string_view kKivUpdateTimeColumn = "kiv_update_time";
 // The table that holds the schema version of the file's model tables.
 inline constexpr std::string_view kKivVersionTable = "kv_version";
+// The most rows of single saves that wait to be written, unless set otherwise.
+inline constexpr std::size_t kKivDefaultBackgroundWriteLimit = 4096;
 
 class KivStorage {
  public:
@@ -103,6 +136,10 @@ class KivStorage {
   const ClassMapClass* mapper() const noexcept { return mapper_.load(std::memory_order_acquire); }
   // The database in use, or null.
   Ref<OxSimpleDatabase> database() const;
+  // The last error that SQLite reported for one of the storage's statements since its database
+  // was registered: {"SqDatabase", SQLite's result code (SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_FULL,
+  // ...), message}; an empty error while there was none.
+  Error lastError() const;
 
   // --- Reads ------------------------------------------------------------------------------------
 
@@ -139,23 +176,21 @@ class KivStorage {
   // model's class. Elements that are no models are skipped.
   void setModels(const Array& models);
   // Caches every model with its own class, then writes each one's row into its own class's table
-  // as one REPLACE text with the values written in (OxDb::sqlFromReplaceFor), all texts run in
-  // one batch (OxSimpleDatabase::executeUpdates): any row with the same key is replaced whole.
-  // The fast path, with the text form's limits: a string value holding a single quote, a null,
-  // data or a container breaks its statement, and the batch stops there (the rows before it are
-  // kept; the error is logged). Use setModels() for such values.
+  // with REPLACE, in one transaction: any row with the same key is replaced whole (columns the
+  // model does not set become NULL). The fast path: no look-up, no update.
   void batchModels(const Array& models);
-  // Writes the model's row into the class's table now: counts the rows of its key, then updates
-  // that row (columns the row does not hold keep their values) or else writes it with REPLACE.
-  // The row holds the stored properties that are set, and the update time.
+  // Writes the model's row into the class's table now: updates the row of its key (columns the
+  // row does not hold keep their values), or else writes it. The row holds the stored properties
+  // that are set, and the update time.
   void setDbModel(const Ref<KivModel>& model, const ModelClass& cls);
-  // setDbModel() for every model into the class's table, whatever the models' own classes: every
-  // row's key is counted first, then in one transaction the rows that exist are updated and the
-  // others written with REPLACE, in order (of two models with one new key, the later wins).
+  // setDbModel() for every model into the class's table, whatever the models' own classes, in
+  // order, in one transaction.
   void setDbModels(const Array& models, const ModelClass& cls);
-  // Blocks until every background write submitted so far has reached the table. Called from a
-  // completion it returns at once.
+  // Blocks until every background write submitted so far has reached the table.
   void waitUntilBackgroundWritesFinish();
+  // The most rows of single saves that wait to be written (0: no limit); see above.
+  std::size_t backgroundWriteLimit() const;
+  void setBackgroundWriteLimit(std::size_t rows);
 
   // --- Deletes (the memory cache keeps its models) ----------------------------------------------
 
@@ -178,6 +213,8 @@ class KivStorage {
   // The class's memory cache, made on first use; the one most recently handed out is found
   // without a lock. Every cache lives as long as the storage.
   MemoryCache& matchCache(const ModelClass& cls);
+  // Empties every memory cache of the storage (they outlive a change of database by design).
+  void clearCaches();
   // The delegate operation of the memory caches: eviction is not reported anywhere.
   static void cache(MemoryCache& cache, const Value& evictedObject);
   // The class's table on the database in use (not created here), or null without a database.
@@ -233,42 +270,44 @@ class KivStorage {
     explicit operator bool() const noexcept { return static_cast<bool>(table); }
     OxDbCollection* operator->() const noexcept { return table.get(); }
   };
-  // A model's row as it was when the write was asked for, with the update time, and its key
-  // value.
-  struct PendingRow {
-    Value keyValue;
-    MutableDictionary row;
-  };
-  // A class's memory cache with the class name that the lock-free shortcut compares.
+  // A class's memory cache with the class that the lock-free shortcut compares.
   struct ClassCache {
-    explicit ClassCache(std::string_view name);
-    const std::string className;
+    ClassCache(const ModelClass& cls);
+    const ModelClass* const cls;
     MemoryCache cache;
   };
   struct NameHash {
     using is_transparent = void;
     std::size_t operator()(std::string_view name) const noexcept { return std::hash<std::string_view>()(name); }
   };
+  // How a statement's failure bears on the write it belongs to.
+  enum class RowResult { kWritten, kSkipped, kAborted };
+  class Writer;
 
   HeldTable heldTable(const ModelClass& cls);
   std::int64_t version() const;
-  // The cache of the class name in cacheQueue_, made and entered when missing.
-  ClassCache& cacheNamed(std::string_view className);
+  // The cache of the class in cacheQueue_, made and entered when missing.
+  ClassCache& cacheFor(const ModelClass& cls);
   // Empties cacheQueue_ for a new database.
   void forgetCaches();
-  // The model's key value: its property named by the class's kiv_key.
-  static Value keyValueOf(const KivModel& model, const ModelClass& cls);
-  // The model's row as it is now (its stored properties that are set), with the current time as
-  // its update time.
-  static MutableDictionary rowOf(const KivModel& model);
-  // The row and the model's key value for the class.
-  static PendingRow pendingRow(const KivModel& model, const ModelClass& cls);
-  // The row condition of a key value: <key>='<text>', quotes in the text doubled.
-  static std::string rowCondition(const ModelClass& cls, const Value& keyValue);
-  // Writes one row: an update of the row with its key when there is one, else a REPLACE.
-  static void writeRow(const HeldTable& table, const PendingRow& row, const ModelClass& cls);
-  // The model made from a table row, or null.
-  static Ref<KivModel> modelFromRow(const OxDbRow* row, const ModelClass& cls);
+  // The statements of the class's table for models laid out as `layout`, made on first use.
+  TableSql& tableSql(const ModelClass& tableClass, const RowLayout& layout);
+
+  // Writes the rows in order in one transaction, in slices (see above); `replace` writes whole
+  // rows without looking up their keys. Waits for nothing: callers flush the queued rows first.
+  void writeRows(std::vector<StoredRow>& rows, bool replace);
+  // Waits until the rows of single saves queued so far are written.
+  void flushPendingWrites();
+
+  // The model of the result set's current row for the class, built straight from its columns.
+  Ref<KivModel> modelFromRow(SqResultSet& row, const RowLayout& layout, std::vector<int>& columnIndexes);
+  // The models of every row of the query, each cached under its key value; none without a
+  // database.
+  Array modelsFromQuery(const ModelClass& cls, std::string_view condition, std::int32_t limit);
+
+  // Keeps the connection's last error when the statement that just ran failed, and logs a
+  // damaged file once.
+  void noteFailure(SqDatabase& db);
 
   // Class name -> its memory cache; guarded by lock_ for each single read or write.
   std::unordered_map<std::string, ClassCache*, NameHash, std::equal_to<>> cacheQueue_;
@@ -285,10 +324,20 @@ class KivStorage {
   std::atomic<const ClassMapClass*> mapper_{nullptr};
   // The cache most recently handed out.
   std::atomic<ClassCache*> useCache_{nullptr};
-  // Row writes of single saves and reads with a completion, in submission order. Its tasks refer
-  // to the storage by a plain pointer: the destructor waits for them, so the storage outlives
-  // every one.
-  BackgroundQueue backgroundQueue_;
+  // (table name, layout) -> its statements; guarded by sqlMutex_, entries never removed.
+  std::map<std::pair<std::string, const RowLayout*>, std::unique_ptr<TableSql>> tableSql_;
+  std::mutex sqlMutex_;
+  // Held by each write for its whole length, so that no other write of the storage interleaves.
+  std::mutex writeMutex_;
+  // The last error of the storage's statements; guarded by errorMutex_.
+  Error lastError_;
+  bool corruptionLogged_ = false;
+  mutable std::mutex errorMutex_;
+  // The rows of single saves waiting to be written. Its batches refer to the storage by a plain
+  // pointer: the destructor writes them all before the storage goes.
+  std::unique_ptr<PendingWrites> pendingWrites_;
+  // Reads with a completion, in submission order; the destructor waits for them.
+  BackgroundQueue readQueue_;
 };
 
 }  // namespace kiv

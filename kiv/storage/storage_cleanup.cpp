@@ -1,5 +1,6 @@
 // KivStorage: removal of expired rows and of obsolete tables.
 #include <charconv>
+#include <mutex>
 #include <string>
 
 #include "kiv/foundation/date.hpp"
@@ -18,6 +19,8 @@ std::string sixDecimals(double value) {
 }  // namespace
 
 bool KivStorage::clearOldDatas(const ModelClass& cls) {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   const HeldTable table = heldTable(cls);
   if (!table) return false;
   const ClassMapClass* classMap = mapper();
@@ -28,6 +31,8 @@ bool KivStorage::clearOldDatas(const ModelClass& cls) {
 }
 
 void KivStorage::clearOldTables() {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   const ClassMapClass* classMap = mapper();
   const Ref<OxSimpleDatabase> db = database();
   if (!classMap || !db) return;

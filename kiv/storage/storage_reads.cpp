@@ -1,7 +1,11 @@
 // KivStorage: reads by key, by keys, by condition and of whole tables.
+#include <array>
 #include <utility>
+#include <vector>
 
-#include "kiv/mapping/model_adapter.hpp"
+#include "kiv/mapping/internal/row_layout.hpp"
+#include "kiv/storage/internal/stored_row.hpp"
+#include "kiv/storage/internal/table_sql.hpp"
 #include "kiv/storage/storage.hpp"
 
 namespace kiv {
@@ -16,7 +20,7 @@ Ref<KivModel> KivStorage::modelWith(const Value& keyValue, const ModelClass& cls
 
 void KivStorage::modelWith(const Value& keyValue, const ModelClass& cls, Completion completion) {
   if (!completion) return;
-  backgroundQueue_.async([this, keyValue, cls = &cls, completion = std::move(completion)] {
+  readQueue_.async([this, keyValue, cls = &cls, completion = std::move(completion)] {
     completion(modelWith(keyValue, *cls));
   });
 }
@@ -34,31 +38,65 @@ Array KivStorage::allModels(const ModelClass& cls) {
 }
 
 Ref<KivModel> KivStorage::dbModel(const Value& keyValue, const ModelClass& cls) {
-  const HeldTable table = heldTable(cls);
-  if (!table) return nullptr;
-  return modelFromRow(table->findOne(rowCondition(cls, keyValue)).get(), cls);
+  flushPendingWrites();
+  const Ref<OxSimpleDatabase> db = database();
+  if (!db) return nullptr;
+  const RowLayout& layout = RowLayout::of(cls);
+  const TableSql& sql = tableSql(cls, layout);
+  if (!sql.hasKey()) return nullptr;  // no row has a key to match
+  const std::array<Value, 1> key{String(keyValue.description())};
+  return db->inDatabase([&](SqDatabase& connection) -> Ref<KivModel> {
+    const Ref<SqResultSet> row = connection.executeKeptQuery(sql.selectByKey(), key);
+    if (!row || !row->next()) {
+      noteFailure(connection);
+      return nullptr;
+    }
+    std::vector<int> columns;
+    Ref<KivModel> model = modelFromRow(*row, layout, columns);
+    row->close();
+    return model;
+  });
 }
 
 Array KivStorage::dbModelsWith(const ModelClass& cls) { return modelsQuery({}, 0, cls); }
 
 Array KivStorage::modelsQuery(std::string_view condition, std::int32_t limit, const ModelClass& cls) {
-  const MutableArray models = MutableArray::array();
-  const HeldTable table = heldTable(cls);
-  if (!table) return models;
-  const OxDbRows rows = table->find(condition, {}, {}, {}, 0, limit);
+  const Array models = modelsFromQuery(cls, condition, limit);
   MemoryCache& cache = matchCache(cls);
-  for (const Ref<OxDbRow>& row : rows) {
-    if (Ref<KivModel> model = modelFromRow(row.get(), cls)) {
-      cache.setObject(Value(model), keyValueOf(*model, cls));
-      models.addObject(Value(std::move(model)));
-    }
-  }
+  for (const Value& model : models) cache.setObject(model, keyValueOf(*model.objectAs<KivModel>(), cls));
   return models;
 }
 
-Ref<KivModel> KivStorage::modelFromRow(const OxDbRow* row, const ModelClass& cls) {
-  if (!row || row->dataDict().empty()) return nullptr;
-  return KivModelAdapter::modelFromDBDictionary(row->dataDict(), cls);
+Array KivStorage::modelsFromQuery(const ModelClass& cls, std::string_view condition, std::int32_t limit) {
+  const MutableArray models = MutableArray::array();
+  flushPendingWrites();
+  const Ref<OxSimpleDatabase> db = database();
+  if (!db) return models;
+  const RowLayout& layout = RowLayout::of(cls);
+  const std::string sql = tableSql(cls, layout).select(condition, limit);
+  db->inDatabase([&](SqDatabase& connection) {
+    const Ref<SqResultSet> rows = connection.executeQuery(sql);
+    std::vector<int> columns;
+    while (rows && rows->next()) {
+      if (Ref<KivModel> model = modelFromRow(*rows, layout, columns)) models.addObject(Value(std::move(model)));
+    }
+    noteFailure(connection);  // a query that did not run, or a scan that broke off
+  });
+  return models;
+}
+
+Ref<KivModel> KivStorage::modelFromRow(SqResultSet& row, const RowLayout& layout, std::vector<int>& columnIndexes) {
+  const int count = row.columnCount();
+  if (columnIndexes.empty()) {
+    for (int i = 0; i < count; ++i) columnIndexes.push_back(layout.indexOf(row.columnNameForIndex(i).view()));
+  }
+  std::vector<Value> values(layout.columns().size());
+  for (int i = 0; i < count; ++i) {
+    if (columnIndexes[static_cast<std::size_t>(i)] >= 0) {
+      values[static_cast<std::size_t>(columnIndexes[static_cast<std::size_t>(i)])] = row.objectForColumnIndex(i);
+    }
+  }
+  return layout.modelFromValues(values);
 }
 
 }  // namespace kiv

@@ -1,8 +1,11 @@
 // KivStorage: table names, columns, the version table and the tables related by the class map.
+#include <mutex>
 #include <string>
 
 #include "kiv/foundation/date.hpp"
+#include "kiv/foundation/log.hpp"
 #include "kiv/foundation/number.hpp"
+#include "kiv/sqlite/identifier.hpp"
 #include "kiv/storage/storage.hpp"
 
 namespace kiv {
@@ -29,6 +32,8 @@ String KivStorage::tableName(const ModelClass& cls) {
 }
 
 void KivStorage::ensureTable(const ModelClass& cls) {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   const HeldTable table = heldTable(cls);
   if (!table) return;
   if (table->exists()) {
@@ -42,6 +47,8 @@ void KivStorage::ensureTable(const ModelClass& cls) {
 }
 
 void KivStorage::ensureTableVersion() {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   const Ref<OxSimpleDatabase> db = database();
   if (!db) return;
   const Ref<OxDbCollection> versions = db->collection(kKivVersionTable);
@@ -88,18 +95,24 @@ PropertyDict KivStorage::valueTypes(const ModelClass& cls) {
 void KivStorage::createTable(OxDbCollection& table, const ModelClass& cls) {
   OxSimpleDatabase* db = table.database();
   if (!db) return;
-  // An absent key reads "(null)": the index statement then fails, and the table has no key.
-  const std::string key = cls.kiv_key().lowercaseString().description();
-  const std::string& name = table.tableName();
-  db->executeUpdate("CREATE TABLE " + name + " (" + createSql(valueTypes(cls), key) + ");");
-  db->executeUpdate("CREATE UNIQUE INDEX idx_" + name + " ON " + name + "(" + key + ");");
+  const Value keyName = cls.kiv_key();
+  const std::string key = keyName.isString() ? lowercase(keyName.stringView()) : std::string();
+  const std::string name = sqlIdentifier(table.tableName());
+  if (!db->executeUpdate("CREATE TABLE " + name + " (" + createSql(valueTypes(cls), key) + ");")) {
+    log("Kiv: cannot create the table " + table.tableName() + " of the class " + std::string(cls.name()) + ": " +
+        db->lastError().message);
+  }
+  // Without a key the index has no column: the statement is malformed and fails, and the table
+  // has no index.
+  db->executeUpdate("CREATE UNIQUE INDEX " + sqlIdentifier("idx_" + table.tableName()) + " ON " + name + "(" +
+                    (key.empty() ? key : sqlIdentifier(key)) + ");");
 }
 
 std::string KivStorage::createSql(const PropertyDict& valueTypes, std::string_view primaeyKey) {
   std::string sql;
   for (const auto& [name, info] : valueTypes) {
     const std::string column = lowercase(name);
-    sql.append(column).append(" ").append(sqliteValueType(*info));
+    sql.append(sqlIdentifier(column)).append(" ").append(sqliteValueType(*info));
     sql.append(column == primaeyKey ? " PRIMARY KEY," : ",");
   }
   sql.append(kKivUpdateTimeColumn).append(" TIMESTAMP");

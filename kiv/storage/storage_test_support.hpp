@@ -65,6 +65,23 @@ class Tag : public KivModel {
   }
 };
 
+// A value of every kind a column holds, under names that are SQL keywords.
+class Note : public KivModel {
+  KIV_MODEL(Note, KivModel)
+  KIV_PROPERTY(std::int64_t, noteId, setNoteId)
+  KIV_PROPERTY(String, text, setText)
+  KIV_PROPERTY(Array, values, setValues)
+  KIV_PROPERTY(Dictionary, order, setOrder)
+  KIV_PROPERTY(Data, group, setGroup)
+
+ public:
+  static Dictionary kiv_jsonKeyPathsByProperty() {
+    return {{"noteId", "id"}, {"text", "text"}, {"values", "values"}, {"order", "order"}, {"group", "group"}};
+  }
+  static Value kiv_key() { return "noteId"; }
+  static Array kiv_dbStoreProperty() { return {"noteId", "text", "values", "order", "group"}; }
+};
+
 // A subclass of FeedItem, registered or refused on its own.
 class PinnedItem : public FeedItem {
   KIV_MODEL(PinnedItem, FeedItem)
@@ -78,6 +95,7 @@ class TestMap : public KivClassMap {
   static constexpr std::int64_t kFeedItemType = 1;
   static constexpr std::int64_t kTagType = 2;
   static constexpr std::int64_t kPinnedItemType = 3;
+  static constexpr std::int64_t kNoteType = 4;
 
   static inline std::int64_t version = 1;
   static inline double clearTimeInterval = 2592000.0;
@@ -103,6 +121,8 @@ class TestMap : public KivClassMap {
         return &Tag::kivClass();
       case kPinnedItemType:
         return &PinnedItem::kivClass();
+      case kNoteType:
+        return &Note::kivClass();
       default:
         return nullptr;
     }
@@ -141,7 +161,10 @@ class StorageTest : public DatabaseFixture {
     Tag::stored = {"name", "uses"};
   }
 
-  std::unique_ptr<KivStorage> openStorage() { return testing::openStorage(path); }
+  std::unique_ptr<KivStorage> openStorage(const Array& classes = {Value(&FeedItem::kivClass()),
+                                                                  Value(&Tag::kivClass())}) {
+    return testing::openStorage(path, classes);
+  }
   void traceStatements(KivStorage& storage) { DatabaseFixture::traceStatements(*storage.database()); }
 
   // The titles of the feed items, in order.

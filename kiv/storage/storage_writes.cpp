@@ -1,13 +1,105 @@
 // KivStorage: saves into the memory caches and the tables, and deletes.
+#include <algorithm>
+#include <array>
+#include <mutex>
 #include <utility>
 #include <vector>
 
-#include "kiv/collection/ox_db.hpp"
-#include "kiv/foundation/date.hpp"
-#include "kiv/mapping/model_adapter.hpp"
+#include "kiv/sqlite/result_codes.hpp"
+#include "kiv/storage/internal/pending_writes.hpp"
+#include "kiv/storage/internal/stored_row.hpp"
+#include "kiv/storage/internal/table_sql.hpp"
 #include "kiv/storage/storage.hpp"
 
 namespace kiv {
+namespace {
+
+// How many rows one turn on the database's queue writes: other threads' reads wait for no more.
+constexpr std::size_t kRowsPerSlice = 256;
+
+// The key value as rows are addressed by it: its "%@" text.
+Value keyText(const Value& keyValue) { return String(keyValue.description()); }
+
+}  // namespace
+
+// The rows of one call, written on one connection inside its queue: finds each row's table and
+// statements, writes the row, and tells whether the transaction may go on.
+class KivStorage::Writer {
+ public:
+  Writer(KivStorage& storage, bool replace) : storage_(storage), replace_(replace) {}
+
+  RowResult write(SqDatabase& db, const StoredRow& row) {
+    const Target& target = targetOf(db, row);
+    values_.clear();
+    for (const Value& value : row.values) {
+      if (value.isPresent()) values_.push_back(value);
+    }
+    TableSql& sql = *target.sql;
+    bool written;
+    if (replace_ || !sql.hasKey()) {
+      written = db.executeKeptUpdate(sql.replace(row.values), values_);
+    } else if (target.keyIsUnique) {
+      written = db.executeKeptUpdate(sql.upsert(row.values), values_);
+    } else {
+      written = writeLookingUp(db, sql, row);
+    }
+    return written ? RowResult::kWritten : failure(db);
+  }
+
+ private:
+  struct Target {
+    const ModelClass* tableClass;
+    const RowLayout* layout;
+    TableSql* sql;
+    bool keyIsUnique;
+  };
+
+  const Target& targetOf(SqDatabase& db, const StoredRow& row) {
+    const auto same = [&](const Target& target) {
+      return target.tableClass == row.tableClass && target.layout == row.layout;
+    };
+    if (last_ < targets_.size() && same(targets_[last_])) return targets_[last_];
+    const auto found = std::find_if(targets_.begin(), targets_.end(), same);
+    last_ = static_cast<std::size_t>(found - targets_.begin());
+    if (found != targets_.end()) return *found;
+    TableSql& sql = storage_.tableSql(*row.tableClass, *row.layout);
+    targets_.push_back({row.tableClass, row.layout, &sql, sql.hasKey() && keyIsUnique(db, sql)});
+    return targets_.back();
+  }
+
+  // Whether the upsert finds a row by its key: the key column is unique in the table.
+  static bool keyIsUnique(SqDatabase& db, const TableSql& sql) {
+    const std::array<Value, 2> arguments{Value(sql.table()), Value(sql.keyColumn())};
+    const Ref<SqResultSet> answer = db.executeKeptQuery(TableSql::keyIsUnique(), arguments);
+    const bool unique = answer && answer->next() && answer->boolForColumnIndex(0);
+    if (answer) answer->close();
+    return unique;
+  }
+
+  // Without a unique key column: the row of the key is updated when there is one, else written.
+  bool writeLookingUp(SqDatabase& db, TableSql& sql, const StoredRow& row) {
+    const std::array<Value, 1> key{keyText(row.keyValue)};
+    const Ref<SqResultSet> count = db.executeKeptQuery(sql.countByKey(), key);
+    const bool exists = count && count->next() && count->longForColumnIndex(0) != 0;
+    if (count) count->close();
+    if (!exists) return db.executeKeptUpdate(sql.replace(row.values), values_);
+    values_.push_back(key[0]);
+    return db.executeKeptUpdate(sql.update(row.values), values_);
+  }
+
+  RowResult failure(SqDatabase& db) {
+    storage_.noteFailure(db);
+    return db.hadError() && !sqIsStatementFailure(db.lastErrorCode()) ? RowResult::kAborted : RowResult::kSkipped;
+  }
+
+  KivStorage& storage_;
+  const bool replace_;
+  std::vector<Target> targets_;
+  std::size_t last_ = 0;
+  std::vector<Value> values_;  // the present values of the row being written
+};
+
+// --- Saves --------------------------------------------------------------------------------------
 
 void KivStorage::setModel(const Ref<KivModel>& model) {
   if (model) setModel(model, model->modelClass());
@@ -17,9 +109,7 @@ void KivStorage::setModel(const Ref<KivModel>& model, const ModelClass& cls) {
   if (!model) return;
   transactionModel(model, cls);
   // The row is taken now, so the caller may go on changing the model while the write waits.
-  backgroundQueue_.async([this, row = pendingRow(*model, cls), cls = &cls] {
-    if (const HeldTable table = heldTable(*cls)) writeRow(table, row, *cls);
-  });
+  pendingWrites_->submit(StoredRow(*model, cls));
 }
 
 Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const ModelClass& cls) {
@@ -49,87 +139,99 @@ void KivStorage::batchModels(const Array& models) {
   for (const Value& element : models) {
     if (const Ref<KivModel> model = element.objectAs<KivModel>()) transactionModel(model, model->modelClass());
   }
-  const Ref<OxSimpleDatabase> db = database();
-  if (!db) return;
-  std::vector<std::string> statements;
-  statements.reserve(models.count());
+  std::vector<StoredRow> rows;
+  rows.reserve(models.count());
   for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) {
-      statements.push_back(OxDb::sqlFromReplaceFor(tableName(model->modelClass()).view(), rowOf(*model)));
-    }
+    if (const Ref<KivModel> model = element.objectAs<KivModel>()) rows.emplace_back(*model, model->modelClass());
   }
-  db->executeUpdates(statements);
+  flushPendingWrites();
+  writeRows(rows, true);
 }
 
 void KivStorage::setDbModel(const Ref<KivModel>& model, const ModelClass& cls) {
-  const HeldTable table = heldTable(cls);
-  if (model && table) writeRow(table, pendingRow(*model, cls), cls);
+  if (!model) return;
+  std::vector<StoredRow> rows;
+  rows.emplace_back(*model, cls);
+  flushPendingWrites();
+  writeRows(rows, false);
 }
 
 void KivStorage::setDbModels(const Array& models, const ModelClass& cls) {
-  const HeldTable table = heldTable(cls);
-  if (!table) return;
-  const std::string key = cls.kiv_key().description();
-  // Every key is counted before the transaction opens; then the existing rows are updated and
-  // the new ones written, in order.
-  std::vector<std::pair<std::string, Dictionary>> updates;
-  std::vector<Dictionary> inserts;
+  std::vector<StoredRow> rows;
+  rows.reserve(models.count());
   for (const Value& element : models) {
-    const Ref<KivModel> model = element.objectAs<KivModel>();
-    if (!model) continue;
-    std::string condition = rowCondition(cls, keyValueOf(*model, cls));
-    if (table->findCount(condition, key) != 0) {
-      updates.emplace_back(std::move(condition), rowOf(*model));
-    } else {
-      inserts.push_back(rowOf(*model));
-    }
+    if (const Ref<KivModel> model = element.objectAs<KivModel>()) rows.emplace_back(*model, cls);
   }
-  table.database->beginTransaction();
-  for (const auto& [condition, row] : updates) table->update(condition, row);
-  for (const Dictionary& row : inserts) table->upsert(row);
-  table.database->commit();
+  flushPendingWrites();
+  writeRows(rows, false);
 }
 
-void KivStorage::waitUntilBackgroundWritesFinish() { backgroundQueue_.waitUntilIdle(); }
-
-MutableDictionary KivStorage::rowOf(const KivModel& model) {
-  MutableDictionary row = KivModelAdapter::DBDictionaryFromModel(&model);
-  row.setObject(currentTimeIntervalSince1970(), kKivUpdateTimeColumn);
-  return row;
-}
-
-KivStorage::PendingRow KivStorage::pendingRow(const KivModel& model, const ModelClass& cls) {
-  return {keyValueOf(model, cls), rowOf(model)};
-}
-
-std::string KivStorage::rowCondition(const ModelClass& cls, const Value& keyValue) {
-  std::string text = keyValue.description();
-  for (std::size_t quote = text.find('\''); quote != std::string::npos; quote = text.find('\'', quote + 2)) {
-    text.insert(quote, 1, '\'');
+void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
+  const Ref<OxSimpleDatabase> db = database();
+  if (!db || rows.empty()) return;
+  const std::lock_guard<std::mutex> writing(writeMutex_);
+  // Inside a transaction of the application's, the application commits or rolls back.
+  const bool outermost = db->transactionCounter() == 0;
+  db->beginTransaction();
+  Writer writer(*this, replace);
+  bool aborted = false;
+  for (std::size_t first = 0; first < rows.size() && !aborted; first += kRowsPerSlice) {
+    const std::size_t end = std::min(first + kRowsPerSlice, rows.size());
+    db->inDatabase([&](SqDatabase& connection) {
+      // A transaction that did not begin (a locked or read-only file) writes nothing.
+      aborted = outermost && !connection.inTransaction();
+      for (std::size_t i = first; i < end && !aborted; ++i) {
+        aborted = writer.write(connection, rows[i]) == RowResult::kAborted;
+      }
+    });
   }
-  return cls.kiv_key().description() + "='" + text + "'";
+  if (!aborted) {
+    if (db->commitTransaction() || !outermost) return;
+    // The commit failed: what SQLite still holds of the transaction goes.
+    db->inDatabase([&](SqDatabase& connection) {
+      noteFailure(connection);
+      if (connection.inTransaction()) connection.rollback();
+    });
+    return;
+  }
+  if (outermost) db->rollback();
+  db->commit();  // back to the depth before the write; no transaction is open to commit
 }
 
-void KivStorage::writeRow(const HeldTable& table, const PendingRow& row, const ModelClass& cls) {
-  const std::string condition = rowCondition(cls, row.keyValue);
-  if (table->findCount(condition, cls.kiv_key().description()) != 0) {
-    table->update(condition, row.row);
-  } else {
-    table->upsert(row.row);
-  }
+void KivStorage::waitUntilBackgroundWritesFinish() { pendingWrites_->flush(); }
+
+void KivStorage::flushPendingWrites() {
+  if (pendingWrites_->pending()) pendingWrites_->flush();
 }
+
+std::size_t KivStorage::backgroundWriteLimit() const { return pendingWrites_->limit(); }
+
+void KivStorage::setBackgroundWriteLimit(std::size_t rows) { pendingWrites_->setLimit(rows); }
 
 // --- Deletes ------------------------------------------------------------------------------------
 
 void KivStorage::deleteWith(const Value& keyValue, const ModelClass& cls) {
-  if (const HeldTable table = heldTable(cls)) table->delete_(rowCondition(cls, keyValue));
+  flushPendingWrites();
+  const Ref<OxSimpleDatabase> db = database();
+  if (!db) return;
+  TableSql& sql = tableSql(cls, RowLayout::of(cls));
+  if (!sql.hasKey()) return;  // no row has a key to match
+  const std::lock_guard<std::mutex> writing(writeMutex_);
+  const std::array<Value, 1> key{keyText(keyValue)};
+  db->inDatabase([&](SqDatabase& connection) {
+    if (!connection.executeKeptUpdate(sql.deleteByKey(), key)) noteFailure(connection);
+  });
 }
 
 void KivStorage::deleteWithCondition(std::string_view condition, const ModelClass& cls) {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   if (const HeldTable table = heldTable(cls)) table->delete_(condition);
 }
 
 void KivStorage::deleteAllWithClass(const ModelClass& cls) {
+  flushPendingWrites();
+  const std::lock_guard<std::mutex> writing(writeMutex_);
   if (const HeldTable table = heldTable(cls)) table->delete_();
 }
 

@@ -1,0 +1,86 @@
+#include "kiv/storage/internal/table_sql.hpp"
+
+#include "kiv/sqlite/identifier.hpp"
+#include "kiv/storage/storage.hpp"
+
+namespace kiv {
+namespace {
+
+std::string keyName(const Value& key) { return key.isString() ? sqlIdentifier(key.stringView()) : std::string(); }
+
+std::string lowercase(const Value& key) { return key.isString() ? key.lowercaseString().str() : std::string(); }
+
+}  // namespace
+
+TableSql::TableSql(std::string_view table, const RowLayout& layout, const Value& key)
+    : layout_(layout),
+      tableName_(table),
+      table_(sqlIdentifier(table)),
+      key_(keyName(key)),
+      keyColumn_(lowercase(key)),
+      selectByKey_("SELECT * FROM " + table_ + " WHERE " + key_ + "=? LIMIT 1"),
+      countByKey_("SELECT count(*) FROM " + table_ + " WHERE " + key_ + "=?"),
+      deleteByKey_("DELETE FROM " + table_ + " WHERE " + key_ + "=?") {}
+
+const std::string& TableSql::upsert(std::span<const Value> row) { return text(Verb::kUpsert, row); }
+
+const std::string& TableSql::replace(std::span<const Value> row) { return text(Verb::kReplace, row); }
+
+const std::string& TableSql::update(std::span<const Value> row) { return text(Verb::kUpdate, row); }
+
+const std::string& TableSql::text(Verb verb, std::span<const Value> row) {
+  // The key: the verb, then one character per column, present or not.
+  std::string shape(1, static_cast<char>('0' + static_cast<int>(verb)));
+  for (const Value& value : row) shape += value.isPresent() ? '1' : '0';
+  auto found = texts_.find(shape);
+  if (found == texts_.end()) found = texts_.emplace(std::move(shape), write(verb, row)).first;
+  return found->second;
+}
+
+std::string TableSql::write(Verb verb, std::span<const Value> row) const {
+  std::string columns;
+  std::string parameters;
+  std::string assignments;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    if (row[i].isAbsent()) continue;
+    const std::string name =
+        sqlIdentifier(i < layout_.columns().size() ? layout_.columns()[i].view() : kKivUpdateTimeColumn);
+    const char* separator = columns.empty() ? "" : ",";
+    columns.append(separator).append(name);
+    parameters.append(separator).append("?");
+    if (verb == Verb::kUpdate) {
+      assignments.append(separator).append(name).append("=?");
+    } else {
+      assignments.append(separator).append(name).append("=excluded.").append(name);
+    }
+  }
+  switch (verb) {
+    case Verb::kUpsert:
+      return "INSERT INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ") ON CONFLICT(" +
+             sqlIdentifier(keyColumn_) + ") DO UPDATE SET " + assignments;
+    case Verb::kReplace:
+      return "REPLACE INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ")";
+    case Verb::kUpdate:
+      return "UPDATE " + table_ + " SET " + assignments + " WHERE " + key_ + "=?";
+  }
+  return {};
+}
+
+std::string TableSql::select(std::string_view condition, int limit) const {
+  std::string sql = "SELECT * FROM " + table_;
+  if (!condition.empty()) sql.append(" WHERE ").append(condition);
+  if (limit > 0) sql.append(" LIMIT ").append(std::to_string(limit));
+  return sql;
+}
+
+const std::string& TableSql::keyIsUnique() {
+  static const std::string sql =
+      "SELECT EXISTS (SELECT 1 FROM pragma_table_info(?1) WHERE pk = 1 AND name = ?2 COLLATE NOCASE "
+      "AND (SELECT count(*) FROM pragma_table_info(?1) WHERE pk > 0) = 1) "
+      "OR EXISTS (SELECT 1 FROM pragma_index_list(?1) AS list WHERE list.\"unique\" "
+      "AND (SELECT count(*) FROM pragma_index_info(list.name)) = 1 "
+      "AND (SELECT name FROM pragma_index_info(list.name)) = ?2 COLLATE NOCASE)";
+  return sql;
+}
+
+}  // namespace kiv

@@ -1,0 +1,71 @@
+// TableSql: the statements that a storage runs on one model table for the models of one class,
+// each value a parameter and each name quoted where it needs it.
+//
+// A row of the class holds the columns of its RowLayout that the model sets, then
+// "kiv_update_time"; the texts that write rows are made once per set of columns and kept. Not
+// thread-safe: the storage uses one object from one writer at a time.
+#ifndef KIV_STORAGE_INTERNAL_TABLE_SQL_HPP_
+#define KIV_STORAGE_INTERNAL_TABLE_SQL_HPP_
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "kiv/foundation/value.hpp"
+#include "kiv/mapping/internal/row_layout.hpp"
+
+namespace kiv {
+
+class TableSql {
+ public:
+  // `key` is the class's kiv_key as it answers it.
+  TableSql(std::string_view table, const RowLayout& layout, const Value& key);
+
+  // Whether the class names a key (a string).
+  bool hasKey() const noexcept { return !key_.empty(); }
+
+  // The texts of a row whose present values are `row` (one per layout column, then the update
+  // time). The row's present values bind to their parameters in column order.
+  //   INSERT INTO t (a,b,kiv_update_time) VALUES (?,?,?) ON CONFLICT(key) DO UPDATE SET
+  //     a=excluded.a,b=excluded.b,kiv_update_time=excluded.kiv_update_time
+  const std::string& upsert(std::span<const Value> row);
+  //   REPLACE INTO t (a,b,kiv_update_time) VALUES (?,?,?)
+  const std::string& replace(std::span<const Value> row);
+  //   UPDATE t SET a=?,b=?,kiv_update_time=? WHERE key=?   (the key's text last)
+  const std::string& update(std::span<const Value> row);
+
+  // Bound to the key's text: SELECT * FROM t WHERE key=? LIMIT 1, SELECT count(*) ..., DELETE ...
+  const std::string& selectByKey() const noexcept { return selectByKey_; }
+  const std::string& countByKey() const noexcept { return countByKey_; }
+  const std::string& deleteByKey() const noexcept { return deleteByKey_; }
+  // SELECT * FROM t[ WHERE <condition>][ LIMIT <limit>]: the condition as it stands, every row for
+  // an empty one; no limit for 0.
+  std::string select(std::string_view condition, int limit) const;
+  // Bound to the table name and the lower-cased key: whether the key column is the table's
+  // primary key or has a unique index of its own, so that the upsert can find a row's conflict.
+  static const std::string& keyIsUnique();
+  // The lower-cased key, as keyIsUnique() takes it.
+  const std::string& keyColumn() const noexcept { return keyColumn_; }
+  const std::string& table() const noexcept { return tableName_; }
+
+ private:
+  enum class Verb { kUpsert, kReplace, kUpdate };
+  const std::string& text(Verb verb, std::span<const Value> row);
+  std::string write(Verb verb, std::span<const Value> row) const;
+
+  const RowLayout& layout_;
+  const std::string tableName_;
+  const std::string table_;      // quoted where needed
+  const std::string key_;        // as kiv_key gives it, quoted where needed; empty without a key
+  const std::string keyColumn_;  // lower-cased
+  const std::string selectByKey_;
+  const std::string countByKey_;
+  const std::string deleteByKey_;
+  // (verb, which columns are present) -> text
+  std::unordered_map<std::string, std::string> texts_;
+};
+
+}  // namespace kiv
+
+#endif  // KIV_STORAGE_INTERNAL_TABLE_SQL_HPP_
