@@ -5,16 +5,19 @@
 // application (or a test) can also trim the cache as under memory pressure. Each eviction is
 // reported to the delegate, outside the cache's lock, so the delegate may use the cache. Keys
 // compare by value and kind (the number 42 and the text "42" are different keys).
+//
+// A look-up takes the lock and allocates nothing: entries live in one block with an
+// open-addressing index, so a hit costs a hash, a probe or two and a reference count.
 #ifndef KIV_FOUNDATION_MEMORY_CACHE_HPP_
 #define KIV_FOUNDATION_MEMORY_CACHE_HPP_
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <list>
 #include <mutex>
 #include <string>
-#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "kiv/foundation/ox_dictionary_accessor.hpp"
 #include "kiv/foundation/value.hpp"
@@ -58,15 +61,43 @@ class MemoryCache : public OxDictionaryAccessor {
   void accessorSetObject(const Value& value, std::string_view key) override;
 
  private:
-  using Order = std::list<std::pair<Value, Value>>;  // key, object; most recently used first
+  static constexpr std::uint32_t kNone = UINT32_MAX;
 
-  // Removes entries beyond `keep` and returns them, under the lock.
-  Order evictBeyond(std::size_t keep);
-  void notify(Order& evicted);
+  // An entry, linked into the order of use (or, when free, into the free list by `next`).
+  struct Entry {
+    Value key;
+    Value object;
+    std::size_t hash = 0;
+    std::uint32_t newer = kNone;
+    std::uint32_t older = kNone;
+  };
 
-  mutable std::mutex mutex_;
-  mutable Order order_;
-  std::unordered_map<Value, Order::iterator, ValueHash, ValueEqual> index_;
+  // The slot of the index that holds the key's entry, or the empty slot where it would go.
+  std::size_t slotOf(const Value& key, std::size_t hash) const;
+  // The entry of the key (whose hash is given), or kNone.
+  std::uint32_t find(const Value& key, std::size_t hash) const;
+  // Makes the entry the most recently used.
+  void touch(std::uint32_t entry) const;
+  void unlink(std::uint32_t entry) const;
+  void linkNewest(std::uint32_t entry) const;
+  // Takes the entry out of the index, the order and the block; returns its object.
+  Value erase(std::uint32_t entry);
+  void insert(const Value& key, const Value& object, std::size_t hash);
+  // Grows the index to twice the entries it may hold, and re-enters them.
+  void rehash(std::size_t slots);
+  // Removes the least recently used entries beyond `keep` and returns their objects.
+  std::vector<Value> evictBeyond(std::size_t keep);
+  void notify(const std::vector<Value>& evicted);
+
+  mutable std::mutex lock_;
+  // The entries; the order of use runs from newest_ to oldest_ (mutable: a hit reorders it).
+  mutable std::vector<Entry> entries_;
+  mutable std::uint32_t newest_ = kNone;
+  mutable std::uint32_t oldest_ = kNone;
+  std::uint32_t free_ = kNone;
+  std::size_t count_ = 0;
+  // Open addressing with linear probing: entry index + 1 per slot, 0 for an empty slot.
+  std::vector<std::uint32_t> index_;
   std::string name_;
   std::size_t countLimit_;
   bool evictsDiscardedContent_ = true;

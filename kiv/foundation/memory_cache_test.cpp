@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <vector>
 
 namespace kiv {
@@ -42,6 +44,29 @@ TEST(MemoryCacheTest, KeysCompareByValueAndKind) {
   EXPECT_EQ(cache.count(), 1u);
   cache.removeAllObjects();
   EXPECT_EQ(cache.count(), 0u);
+}
+
+// Many inserts, replacements and removals over a small key space, against a plain map: every
+// entry stays findable however the index was rearranged by removals and growth.
+TEST(MemoryCacheTest, AgreesWithAPlainMapThroughManyChanges) {
+  MemoryCache cache;
+  std::map<int, int> expected;
+  std::mt19937 random(7);
+  for (int step = 0; step < 20000; ++step) {
+    const int key = static_cast<int>(random() % 300);
+    if (random() % 3 == 0) {
+      cache.removeObjectForKey(Value(key));
+      expected.erase(key);
+    } else {
+      cache.setObject(Value(step), Value(key));
+      expected[key] = step;
+    }
+  }
+  ASSERT_EQ(cache.count(), expected.size());
+  for (int key = 0; key < 300; ++key) {
+    const auto found = expected.find(key);
+    EXPECT_EQ(cache.objectForKey(Value(key)).intValue(), found == expected.end() ? 0 : found->second) << key;
+  }
 }
 
 }  // namespace
