@@ -31,6 +31,10 @@ class Object {
   virtual std::size_t hash() const;
   virtual bool isEqual(const Object& other) const;
 
+  // Whether the object is a model object (the model layer's base answers true): the cheap test
+  // that lets the hot paths hand out models without a dynamic_cast.
+  virtual bool isModelObject() const noexcept { return false; }
+
   // Key-value access by property name. A plain Object has no properties: it answers absent and
   // ignores writes. Model objects answer by their declared properties.
   virtual Value valueForKey(std::string_view key) const;
@@ -70,6 +74,13 @@ class Ref {
   Ref& operator=(Ref other) noexcept {
     std::swap(ptr_, other.ptr_);
     return *this;
+  }
+
+  // Takes over a reference to the object that the caller holds (it is not counted again).
+  static Ref adopt(T* object) noexcept {
+    Ref adopted;
+    adopted.ptr_ = object;
+    return adopted;
   }
 
   // Makes a new T and returns the first reference to it.

@@ -168,19 +168,9 @@ Value Value::adoptHeap(Tag tag, const void* heapObject) noexcept {
   return v;
 }
 
-void Value::retainHeap() const noexcept {
-  if (tag() == kObjectTag) {
-    object()->retain();
-  } else {
-    heap()->refs.fetch_add(1, std::memory_order_relaxed);
-  }
-}
+void Value::retainHeap() const noexcept { heap()->refs.fetch_add(1, std::memory_order_relaxed); }
 
 void Value::releaseHeap() noexcept {
-  if (tag() == kObjectTag) {
-    object()->release();
-    return;
-  }
   detail::HeapBase* h = heap();
   // A sole owner needs no read-modify-write: nobody else can add a reference to it.
   if (h->refs.load(std::memory_order_acquire) != 1 &&
@@ -205,13 +195,6 @@ bool Value::isMutable() const noexcept {
 // --- Payload access -------------------------------------------------------------------------
 
 double Value::timeIntervalSince1970() const noexcept { return isDate() ? rawDouble() : 0.0; }
-
-const Object* Value::object() const noexcept {
-  if (tag() != kObjectTag) return nullptr;
-  const Object* o;
-  std::memcpy(&o, raw_, sizeof o);
-  return o;
-}
 
 Ref<Object> Value::objectRef() const noexcept { return Ref<Object>(const_cast<Object*>(object())); }
 

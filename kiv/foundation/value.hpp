@@ -126,7 +126,11 @@ class Value {
 
   Value(const Value& other) noexcept : raw_{} {
     std::memcpy(raw_, other.raw_, sizeof raw_);
-    if (isHeap()) retainHeap();
+    if (const Object* held = object()) {
+      held->retain();
+    } else if (isHeap()) {
+      retainHeap();
+    }
   }
   Value(Value&& other) noexcept : raw_{} {
     std::memcpy(raw_, other.raw_, sizeof raw_);
@@ -143,7 +147,11 @@ class Value {
     return *this;
   }
   ~Value() {
-    if (isHeap()) releaseHeap();
+    if (const Object* held = object()) {
+      held->release();
+    } else if (isHeap()) {
+      releaseHeap();
+    }
   }
   void swap(Value& other) noexcept {
     unsigned char tmp[16];
@@ -250,11 +258,31 @@ class Value {
   // Seconds since 1970 of a date; 0 for other kinds.
   double timeIntervalSince1970() const noexcept;
   // The referenced object of the model kind, or nullptr.
-  const Object* object() const noexcept;
+  const Object* object() const noexcept {
+    if (tag() != kObjectTag) return nullptr;
+    const Object* held;
+    std::memcpy(&held, raw_, sizeof held);
+    return held;
+  }
   Ref<Object> objectRef() const noexcept;
   template <class T>
-  Ref<T> objectAs() const noexcept {
+  Ref<T> objectAs() const& noexcept {
     return Ref<T>(const_cast<T*>(dynamic_cast<const T*>(object())));
+  }
+  // The same from a value that goes away: its reference moves into the result, when there is one.
+  template <class T>
+  Ref<T> objectAs() && noexcept {
+    T* found = const_cast<T*>(dynamic_cast<const T*>(object()));
+    if (!found) return nullptr;
+    detachObject();
+    return Ref<T>::adopt(found);
+  }
+  // Leaves the value absent without releasing its object, whose reference the caller takes over;
+  // returns the object, or nullptr (and changes nothing) when the value holds none.
+  const Object* detachObject() noexcept {
+    const Object* held = object();
+    if (held) raw_[kTagByte] = kAbsentTag;
+    return held;
   }
 
   // Typed views: the value itself when it is of the kind, absent otherwise. Defined in the view's

@@ -21,6 +21,13 @@ const ModelClass& KivModel::kivClass() {
   return record;
 }
 
+Ref<KivModel> KivModel::fromValue(Value&& value) noexcept {
+  const Object* object = value.object();
+  if (!object || !object->isModelObject()) return nullptr;
+  value.detachObject();
+  return Ref<KivModel>::adopt(const_cast<KivModel*>(static_cast<const KivModel*>(object)));
+}
+
 void KivModel::setOtherForInfo(const Value& value, const KivProPertyInfo& info) {
   if (!isInstanceOf(info.declaringClass())) return;
   const PropertyAccessors& access = info.property().accessors;

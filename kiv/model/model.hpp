@@ -72,6 +72,10 @@ class KivModel : public Object {
   static const ModelClass& kivClass();
   // The record of this object's class (while a base class is being constructed, that base).
   const ModelClass& modelClass() const noexcept { return *class_; }
+  bool isModelObject() const noexcept final { return true; }
+
+  // The model that the value holds, or null; the value's reference moves into the result.
+  static Ref<KivModel> fromValue(Value&& value) noexcept;
 
   // --- Hooks (static; see above) ------------------------------------------------------------
 

@@ -12,7 +12,7 @@ namespace kiv {
 
 Ref<KivModel> KivStorage::modelWith(const Value& keyValue, const ModelClass& cls) {
   MemoryCache& cache = matchCache(cls);
-  if (Ref<KivModel> cached = cache.objectForKey(keyValue).objectAs<KivModel>()) return cached;
+  if (Ref<KivModel> cached = KivModel::fromValue(cache.objectForKey(keyValue))) return cached;
   Ref<KivModel> model = dbModel(keyValue, cls);
   if (model) cache.setObject(Value(model), keyValue);
   return model;
