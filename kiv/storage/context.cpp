@@ -1,5 +1,6 @@
 #include "kiv/storage/context.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -28,9 +29,16 @@ void KivContext::registerClass(const Array& types) {
   const Array classes = classMap->classMaps(types);
   storage_.configDataBase(classes);
   std::lock_guard<std::mutex> guard(registrationMutex_);
+  const std::vector<const ModelClass*>* current = classCache_.load(std::memory_order_acquire);
+  auto next = std::make_unique<std::vector<const ModelClass*>>();
+  if (current) *next = *current;
   for (const Value& element : classes) {
-    if (const ModelClass* cls = ModelClass::fromValue(element)) classCache_.insert(cls);
+    if (const ModelClass* cls = ModelClass::fromValue(element)) next->push_back(cls);
   }
+  std::sort(next->begin(), next->end());
+  next->erase(std::unique(next->begin(), next->end()), next->end());
+  classCache_.store(next.get(), std::memory_order_release);
+  classLists_.push_back(std::move(next));
 }
 
 bool KivContext::mapType(std::int64_t type) const { return registeredClass(type) != nullptr; }
@@ -43,8 +51,8 @@ const ModelClass* KivContext::registeredClass(std::int64_t type) const {
 }
 
 bool KivContext::isRegistered(const ModelClass& cls) const {
-  std::lock_guard<std::mutex> guard(registrationMutex_);
-  return classCache_.contains(&cls);
+  const std::vector<const ModelClass*>* classes = classCache_.load(std::memory_order_acquire);
+  return classes && std::binary_search(classes->begin(), classes->end(), &cls);
 }
 
 bool KivContext::acceptsFirstModel(const Array& models) const {

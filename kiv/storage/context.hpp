@@ -14,10 +14,12 @@
 #ifndef KIV_STORAGE_CONTEXT_HPP_
 #define KIV_STORAGE_CONTEXT_HPP_
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
-#include <set>
 #include <string_view>
+#include <vector>
 
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/string.hpp"
@@ -97,10 +99,12 @@ class KivContext {
   bool acceptsFirstModel(const Array& models) const;
 
   KivStorage storage_;
-  // The class map is the storage's. Registration is expected before concurrent use; the
-  // registered classes are still guarded, so that a late registration is safe.
-  mutable std::mutex registrationMutex_;
-  std::set<const ModelClass*> classCache_;
+  // The class map is the storage's. The registered classes are read without a lock on every
+  // call: registration publishes a new sorted list and keeps the earlier ones (a late
+  // registration is safe while other threads read).
+  std::mutex registrationMutex_;
+  std::vector<std::unique_ptr<const std::vector<const ModelClass*>>> classLists_;
+  std::atomic<const std::vector<const ModelClass*>*> classCache_{nullptr};
 };
 
 }  // namespace kiv

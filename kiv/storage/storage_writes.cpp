@@ -30,16 +30,12 @@ class KivStorage::Writer {
 
   RowResult write(SqDatabase& db, const StoredRow& row) {
     const Target& target = targetOf(db, row);
-    values_.clear();
-    for (const Value& value : row.values) {
-      if (value.isPresent()) values_.push_back(value);
-    }
     TableSql& sql = *target.sql;
     bool written;
     if (replace_ || !sql.hasKey()) {
-      written = db.executeKeptUpdate(sql.replace(row.values), values_);
+      written = db.executeKeptUpdate(sql.replace(row.columns), row.values);
     } else if (target.keyIsUnique) {
-      written = db.executeKeptUpdate(sql.upsert(row.values), values_);
+      written = db.executeKeptUpdate(sql.upsert(row.columns), row.values);
     } else {
       written = writeLookingUp(db, sql, row);
     }
@@ -82,9 +78,10 @@ class KivStorage::Writer {
     const Ref<SqResultSet> count = db.executeKeptQuery(sql.countByKey(), key);
     const bool exists = count && count->next() && count->longForColumnIndex(0) != 0;
     if (count) count->close();
-    if (!exists) return db.executeKeptUpdate(sql.replace(row.values), values_);
-    values_.push_back(key[0]);
-    return db.executeKeptUpdate(sql.update(row.values), values_);
+    if (!exists) return db.executeKeptUpdate(sql.replace(row.columns), row.values);
+    std::vector<Value> values = row.values;
+    values.push_back(key[0]);
+    return db.executeKeptUpdate(sql.update(row.columns), values);
   }
 
   RowResult failure(SqDatabase& db) {
@@ -96,7 +93,6 @@ class KivStorage::Writer {
   const bool replace_;
   std::vector<Target> targets_;
   std::size_t last_ = 0;
-  std::vector<Value> values_;  // the present values of the row being written
 };
 
 // --- Saves --------------------------------------------------------------------------------------
@@ -116,7 +112,7 @@ Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const Mod
   if (!model) return nullptr;
   MemoryCache& cache = matchCache(cls);
   const Value keyValue = keyValueOf(*model, cls);
-  const Ref<KivModel> cached = cache.objectForKey(keyValue).objectAs<KivModel>();
+  const Ref<KivModel> cached = KivModel::fromValue(cache.objectForKey(keyValue));
   if (!cached || cached == model) {
     cache.setObject(Value(model), keyValue);
   } else {

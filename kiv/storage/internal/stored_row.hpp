@@ -3,6 +3,7 @@
 #ifndef KIV_STORAGE_INTERNAL_STORED_ROW_HPP_
 #define KIV_STORAGE_INTERNAL_STORED_ROW_HPP_
 
+#include <string>
 #include <vector>
 
 #include "kiv/foundation/value.hpp"
@@ -18,7 +19,11 @@ struct StoredRow {
   const ModelClass* tableClass;  // whose table receives the row
   const RowLayout* layout;       // of the model's own class
   Value keyValue;                // the model's value of tableClass's kiv_key
-  std::vector<Value> values;     // one per layout column (absent: not in the row), then the time
+  // Which columns the row holds: one character per layout column, '1' where it has a value,
+  // then '1' for the update time.
+  std::string columns;
+  // The row's values in column order, the update time last.
+  std::vector<Value> values;
 };
 
 // The model's value of the property that the class's kiv_key names; absent without one.

@@ -22,27 +22,26 @@ TableSql::TableSql(std::string_view table, const RowLayout& layout, const Value&
       countByKey_("SELECT count(*) FROM " + table_ + " WHERE " + key_ + "=?"),
       deleteByKey_("DELETE FROM " + table_ + " WHERE " + key_ + "=?") {}
 
-const std::string& TableSql::upsert(std::span<const Value> row) { return text(Verb::kUpsert, row); }
+const std::string& TableSql::upsert(std::string_view columns) { return text(Verb::kUpsert, columns); }
 
-const std::string& TableSql::replace(std::span<const Value> row) { return text(Verb::kReplace, row); }
+const std::string& TableSql::replace(std::string_view columns) { return text(Verb::kReplace, columns); }
 
-const std::string& TableSql::update(std::span<const Value> row) { return text(Verb::kUpdate, row); }
+const std::string& TableSql::update(std::string_view columns) { return text(Verb::kUpdate, columns); }
 
-const std::string& TableSql::text(Verb verb, std::span<const Value> row) {
-  // The key: the verb, then one character per column, present or not.
-  std::string shape(1, static_cast<char>('0' + static_cast<int>(verb)));
-  for (const Value& value : row) shape += value.isPresent() ? '1' : '0';
-  auto found = texts_.find(shape);
-  if (found == texts_.end()) found = texts_.emplace(std::move(shape), write(verb, row)).first;
+const std::string& TableSql::text(Verb verb, std::string_view columns) {
+  std::string key(1, static_cast<char>('0' + static_cast<int>(verb)));
+  key.append(columns);
+  auto found = texts_.find(key);
+  if (found == texts_.end()) found = texts_.emplace(std::move(key), write(verb, columns)).first;
   return found->second;
 }
 
-std::string TableSql::write(Verb verb, std::span<const Value> row) const {
+std::string TableSql::write(Verb verb, std::string_view present) const {
   std::string columns;
   std::string parameters;
   std::string assignments;
-  for (std::size_t i = 0; i < row.size(); ++i) {
-    if (row[i].isAbsent()) continue;
+  for (std::size_t i = 0; i < present.size(); ++i) {
+    if (present[i] != '1') continue;
     const std::string name =
         sqlIdentifier(i < layout_.columns().size() ? layout_.columns()[i].view() : kKivUpdateTimeColumn);
     const char* separator = columns.empty() ? "" : ",";

@@ -7,7 +7,6 @@
 #ifndef KIV_STORAGE_INTERNAL_TABLE_SQL_HPP_
 #define KIV_STORAGE_INTERNAL_TABLE_SQL_HPP_
 
-#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -25,15 +24,16 @@ class TableSql {
   // Whether the class names a key (a string).
   bool hasKey() const noexcept { return !key_.empty(); }
 
-  // The texts of a row whose present values are `row` (one per layout column, then the update
-  // time). The row's present values bind to their parameters in column order.
+  // The texts of a row that holds `columns` (one character per layout column, then one for the
+  // update time: '1' where the row has a value). The row's values bind to their parameters in
+  // column order.
   //   INSERT INTO t (a,b,kiv_update_time) VALUES (?,?,?) ON CONFLICT(key) DO UPDATE SET
   //     a=excluded.a,b=excluded.b,kiv_update_time=excluded.kiv_update_time
-  const std::string& upsert(std::span<const Value> row);
+  const std::string& upsert(std::string_view columns);
   //   REPLACE INTO t (a,b,kiv_update_time) VALUES (?,?,?)
-  const std::string& replace(std::span<const Value> row);
+  const std::string& replace(std::string_view columns);
   //   UPDATE t SET a=?,b=?,kiv_update_time=? WHERE key=?   (the key's text last)
-  const std::string& update(std::span<const Value> row);
+  const std::string& update(std::string_view columns);
 
   // Bound to the key's text: SELECT * FROM t WHERE key=? LIMIT 1, SELECT count(*) ..., DELETE ...
   const std::string& selectByKey() const noexcept { return selectByKey_; }
@@ -51,8 +51,8 @@ class TableSql {
 
  private:
   enum class Verb { kUpsert, kReplace, kUpdate };
-  const std::string& text(Verb verb, std::span<const Value> row);
-  std::string write(Verb verb, std::span<const Value> row) const;
+  const std::string& text(Verb verb, std::string_view columns);
+  std::string write(Verb verb, std::string_view columns) const;
 
   const RowLayout& layout_;
   const std::string tableName_;
@@ -62,7 +62,7 @@ class TableSql {
   const std::string selectByKey_;
   const std::string countByKey_;
   const std::string deleteByKey_;
-  // (verb, which columns are present) -> text
+  // The verb's digit and the columns -> text
   std::unordered_map<std::string, std::string> texts_;
 };
 
