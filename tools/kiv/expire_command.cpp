@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kiv/foundation/date.hpp"
+#include "kiv/sqlite/database.hpp"
 #include "tools/kiv/commands.hpp"
 #include "tools/kiv/database_file.hpp"
 #include "tools/kiv/kiv_tables.hpp"
@@ -20,7 +21,14 @@ constexpr std::int64_t kRowsPerRun = 10000;
 // Begins a transaction on the database; rolls it back unless committed.
 class WriteTransaction {
  public:
-  explicit WriteTransaction(const DatabaseFile& file) : file_(file) { file_.database().beginTransaction(); }
+  // Throws when no transaction began (another connection holds the file past the busy timeout).
+  explicit WriteTransaction(const DatabaseFile& file) : file_(file) {
+    file_.database().beginTransaction();
+    if (!file_.database().inDatabase([](SqDatabase& db) { return db.inTransaction(); })) {
+      file_.database().commit();  // balances the nesting counter
+      throw Failure(ExitCode::kCannotOpen, file_.path() + ": " + file_.database().lastError().message);
+    }
+  }
   ~WriteTransaction() {
     if (committed_) return;
     file_.database().rollback();

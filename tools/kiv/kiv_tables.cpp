@@ -17,7 +17,8 @@ std::optional<std::string> uniqueIndexColumn(const DatabaseFile& file, std::stri
                                        Array{Value(table), Value(index)});
   if (unique.longLongValue() != 1) return std::nullopt;
   const std::vector<Dictionary> columns = file.query("SELECT name FROM pragma_index_info(?)", Array{Value(index)});
-  if (columns.size() != 1) return std::nullopt;
+  // An index on an expression has no column name.
+  if (columns.size() != 1 || !columns.front()["name"].isString()) return std::nullopt;
   return textOf(columns.front()["name"]);
 }
 
