@@ -190,5 +190,7 @@ int main(int argc, char** argv) {
 
   showValues(statuses);
   const kiv::Array models = mapModels(statuses);
-  return storeModels(models, options.database) ? 0 : 1;
+  if (!storeModels(models, options.database)) return 1;
+  std::printf("\nInspect the file with the kiv command: kiv info %s\n", options.database.c_str());
+  return 0;
 }

@@ -3,8 +3,8 @@
 # nothing is installed when everything is there. Sourced by demo.sh and test.sh.
 set -euo pipefail
 
-# What building the library and the demo needs.
-kiv_build_packages=(g++ cmake ninja-build libsqlite3-dev libsimdjson-dev)
+# What building the library, the demo and the kiv command needs.
+kiv_build_packages=(g++ cmake ninja-build libsqlite3-dev libsimdjson-dev libcli11-dev)
 # What the tests and the benchmarks need besides.
 kiv_test_packages=(libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
 

@@ -8,8 +8,12 @@ Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path) {
   return makeRef<OxSimpleDatabase>(path);
 }
 
-OxSimpleDatabase::OxSimpleDatabase(const String& path)
-    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, kOxOpenFlags)) {
+Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path, int openFlags) {
+  return makeRef<OxSimpleDatabase>(path, openFlags);
+}
+
+OxSimpleDatabase::OxSimpleDatabase(const String& path, int openFlags)
+    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, openFlags)) {
   collCache_.reserve(20);
   inDatabase([](SqDatabase& db) { db.setLogsErrors(true); });
 }

@@ -54,7 +54,10 @@ class OxSimpleDatabase : public Object {
   // Opens (creating when missing) the file at `path` with kOxOpenFlags and turns on the
   // connection's error logging. Does not fail: see above for a file that does not open.
   static Ref<OxSimpleDatabase> databaseWithPath(const String& path);
-  explicit OxSimpleDatabase(const String& path);
+  // The same with other SQLite open flags: SQLITE_OPEN_READONLY for a database that only reads
+  // (a missing file then does not open, and every write fails).
+  static Ref<OxSimpleDatabase> databaseWithPath(const String& path, int openFlags);
+  explicit OxSimpleDatabase(const String& path, int openFlags = kOxOpenFlags);
   // Detaches the collections and closes the queue.
   ~OxSimpleDatabase() override;
 

@@ -139,6 +139,18 @@ TEST_F(OxSimpleDatabaseTest, AFileThatDoesNotOpenGivesADatabaseWhoseStatementsFa
   EXPECT_EQ(broken->lastError(), Error{});
 }
 
+TEST_F(OxSimpleDatabaseTest, ADatabaseOpenedReadOnlyReadsButNeitherWritesNorCreates) {
+  constexpr int kReadOnly = 1;  // SQLITE_OPEN_READONLY
+  ASSERT_TRUE(db->executeUpdate("insert into t values (1)"));
+  Ref<OxSimpleDatabase> reader = OxSimpleDatabase::databaseWithPath(path, kReadOnly);
+  EXPECT_EQ(reader->collection("t")->findCount("", ""), 1);
+  EXPECT_FALSE(reader->executeUpdate("insert into t values (2)"));
+  EXPECT_EQ(onDisk("select v from t"), "1");
+
+  EXPECT_FALSE(OxSimpleDatabase::databaseWithPath(dir.file("absent.db"), kReadOnly)->innerDb());
+  EXPECT_FALSE(std::filesystem::exists(dir.file("absent.db")));
+}
+
 TEST_F(OxSimpleDatabaseTest, CollectionsAreMadeOnceAndDetachedWhenTheDatabaseGoes) {
   Ref<OxDbCollection> collection = db->collection("t");
   EXPECT_EQ(db->collection("t"), collection);
