@@ -16,6 +16,8 @@ class KivFlag {
   std::uint64_t flag2() const noexcept { return words_[1]; }
 
   // Bit `index & 63` of flag2 when the index is above 63, else of flag1.
+  friend bool operator==(const KivFlag&, const KivFlag&) = default;
+
   bool needMergeAt(std::int64_t index) const noexcept {
     return (words_[wordOf(index)] >> (index & 63)) & 1;
   }

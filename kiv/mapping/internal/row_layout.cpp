@@ -16,9 +16,18 @@ ClassCache<RowLayout>& layoutCache() {
   return *cache;
 }
 
-bool isDotted(std::string_view keyPath) { return keyPath.find('.') != std::string_view::npos; }
+// Whether `path` continues `prefix` by at least one more component ("a" and "a.b").
+bool continues(std::string_view path, std::string_view prefix) {
+  return path.size() > prefix.size() && path.substr(0, prefix.size()) == prefix && path[prefix.size()] == '.';
+}
 
-std::string_view firstComponent(std::string_view keyPath) { return keyPath.substr(0, keyPath.find('.')); }
+// Whether the adapter's dictionary writes a value at the key path so that it reads back from the
+// same path: one component, or two (a third one's middle dictionary is looked for at the top
+// level, so two such paths can replace each other's).
+bool roundTrips(std::string_view keyPath) {
+  const std::size_t dot = keyPath.find('.');
+  return dot == std::string_view::npos || keyPath.find('.', dot + 1) == std::string_view::npos;
+}
 
 }  // namespace
 
@@ -43,10 +52,12 @@ void RowLayout::layOut() {
   forEachModelLevel(*cls_, [&](const ModelClass& level) {
     for (const StoredProperties::Column& column : StoredProperties::of(level).columns()) {
       if (column.keyPath.isAbsent()) continue;
+      const std::string_view keyPath = column.keyPath.view();
       const int known = indexOf(column.name.view());
-      const bool sharedKeyPath = std::any_of(keyPaths.begin(), keyPaths.end(),
-                                             [&](const String& seen) { return seen.view() == column.keyPath.view(); });
-      if (known >= 0 || sharedKeyPath || isDotted(column.keyPath.view())) direct_ = false;
+      const bool overlaps = std::any_of(keyPaths.begin(), keyPaths.end(), [&](const String& seen) {
+        return seen.view() == keyPath || continues(seen.view(), keyPath) || continues(keyPath, seen.view());
+      });
+      if (known >= 0 || overlaps || !roundTrips(keyPath)) direct_ = false;
       if (known >= 0) continue;
       columns_.push_back(column.name);
       keyPaths.push_back(column.keyPath);
@@ -55,16 +66,16 @@ void RowLayout::layOut() {
   });
   if (cls_->overridesFinishedModel()) direct_ = false;
   // The mapping records that read a stored column's key path, in the order the adapter fills
-  // them. A dotted key path that starts at a stored column would read into its value.
+  // them. A key path that reaches into a stored value, or reads a dictionary that stored values
+  // were written into, would read more than one column.
   forEachModelLevel(*cls_, [&](const ModelClass& level) {
     for (const PropertyMapping::Entry& entry : KivModelAdapter::propertyMappingFor(level)) {
       const std::string_view keyPath = entry.keyPath.view();
-      const auto stored = std::find_if(keyPaths.begin(), keyPaths.end(), [&](const String& path) {
-        return path.view() == (isDotted(keyPath) ? firstComponent(keyPath) : keyPath);
-      });
-      if (stored == keyPaths.end()) continue;
-      if (isDotted(keyPath)) direct_ = false;
-      steps_.push_back({entry.record.get(), static_cast<std::size_t>(stored - keyPaths.begin())});
+      for (std::size_t column = 0; column < keyPaths.size(); ++column) {
+        const std::string_view stored = keyPaths[column].view();
+        if (stored == keyPath) steps_.push_back({entry.record.get(), column});
+        if (continues(stored, keyPath) || continues(keyPath, stored)) direct_ = false;
+      }
     }
   });
 }

@@ -4,9 +4,10 @@
 //
 // The values and models that come out are those of DBDictionaryFromModel and modelFromDBDictionary
 // exactly. Where a class's hooks make that path more than a column-to-property copy (a name stored
-// at two levels, two stored properties at one key path, a dotted key path, a kiv_finishedModel
-// that needs the dictionary), the layout is not direct and goes through the adapter's
-// dictionaries itself.
+// at two levels, stored key paths that share a place or nest in each other, a key path of three
+// components or more, a mapped key path that reads into a stored value, a kiv_finishedModel that
+// needs the dictionary), the layout is not direct and goes through the adapter's dictionaries
+// itself.
 #ifndef KIV_MAPPING_INTERNAL_ROW_LAYOUT_HPP_
 #define KIV_MAPPING_INTERNAL_ROW_LAYOUT_HPP_
 
