@@ -1,6 +1,9 @@
 #include "bench_support.hpp"
 
+#include <unistd.h>
+
 #include <array>
+#include <chrono>
 #include <fstream>
 #include <sstream>
 
@@ -52,15 +55,17 @@ bool requireData(benchmark::State& state, const std::optional<std::string>& data
   return false;
 }
 
+PersonRow personRow(int i) {
+  const std::string number = std::to_string(i);
+  return PersonRow{i,           "user" + number, "user" + number + "@example.com",
+                   i * 0.5,     18 + i % 60,     "a note of moderate length for row number " + number,
+                   i % 3 == 0, 1.6e9 + i};
+}
+
 const std::vector<PersonRow>& personRows() {
   static const std::vector<PersonRow> rows = [] {
     std::vector<PersonRow> out(kPersonRows);
-    for (int i = 0; i < kPersonRows; ++i) {
-      const std::string number = std::to_string(i);
-      out[i] = PersonRow{i,           "user" + number, "user" + number + "@example.com",
-                         i * 0.5,     18 + i % 60,     "a note of moderate length for row number " + number,
-                         i % 3 == 0, 1.6e9 + i};
-    }
+    for (int i = 0; i < kPersonRows; ++i) out[i] = personRow(i);
     return out;
   }();
   return rows;
@@ -126,5 +131,39 @@ BenchFile::BenchFile(std::string_view name)
 BenchFile::~BenchFile() { std::filesystem::remove(path_); }
 
 void exec(sqlite3* db, const char* sql) { sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
+
+double residentMegabytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0;
+  long resident = 0;
+  statm >> pages >> resident;
+  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+ResidentPeak::ResidentPeak() : start_(residentMegabytes()), peak_(start_) {
+  sampler_ = std::thread([this] {
+    while (!done_.load(std::memory_order_acquire)) {
+      sample();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+}
+
+ResidentPeak::~ResidentPeak() {
+  done_.store(true, std::memory_order_release);
+  sampler_.join();
+}
+
+void ResidentPeak::sample() {
+  const double now = residentMegabytes();
+  double seen = peak_.load(std::memory_order_relaxed);
+  while (now > seen && !peak_.compare_exchange_weak(seen, now)) {
+  }
+}
+
+double ResidentPeak::peakMegabytes() {
+  sample();
+  return peak_.load();
+}
 
 }  // namespace kiv::bench

@@ -5,11 +5,13 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "kiv/foundation/dictionary.hpp"
@@ -46,6 +48,8 @@ struct PersonRow {
   double created = 0;
 };
 
+// The row of number i (the rows below are rows 0 to kPersonRows - 1).
+PersonRow personRow(int i);
 // The rows, made once.
 const std::vector<PersonRow>& personRows();
 // The rows as dictionaries of their first `columns` columns, keyed by the column names.
@@ -80,6 +84,32 @@ class BenchFile {
 
 // Runs the SQL on a raw connection, ignoring the result.
 void exec(sqlite3* db, const char* sql);
+
+// --- Memory -------------------------------------------------------------------------------------
+
+// The process's resident memory now, in MiB.
+double residentMegabytes();
+
+// Samples the resident memory every millisecond while it lives.
+class ResidentPeak {
+ public:
+  ResidentPeak();
+  ~ResidentPeak();
+  ResidentPeak(const ResidentPeak&) = delete;
+  ResidentPeak& operator=(const ResidentPeak&) = delete;
+
+  // The resident memory when sampling began, and the most seen since, in MiB.
+  double startMegabytes() const { return start_; }
+  double peakMegabytes();
+
+ private:
+  void sample();
+
+  const double start_;
+  std::atomic<double> peak_;
+  std::atomic<bool> done_{false};
+  std::thread sampler_;
+};
 
 }  // namespace kiv::bench
 
