@@ -22,10 +22,9 @@ const ModelClass& KivModel::kivClass() {
 }
 
 Ref<KivModel> KivModel::fromValue(Value&& value) noexcept {
-  const Object* object = value.object();
-  if (!object || !object->isModelObject()) return nullptr;
-  value.detachObject();
-  return Ref<KivModel>::adopt(const_cast<KivModel*>(static_cast<const KivModel*>(object)));
+  KivModel* model = in(value);
+  if (model) value.detachObject();
+  return Ref<KivModel>::adopt(model);
 }
 
 void KivModel::setOtherForInfo(const Value& value, const KivProPertyInfo& info) {

@@ -76,6 +76,11 @@ class KivModel : public Object {
 
   // The model that the value holds, or null; the value's reference moves into the result.
   static Ref<KivModel> fromValue(Value&& value) noexcept;
+  // The model that the value holds, or null, borrowed: valid while the value holds it.
+  static KivModel* in(const Value& value) noexcept {
+    const Object* object = value.object();
+    return object && object->isModelObject() ? const_cast<KivModel*>(static_cast<const KivModel*>(object)) : nullptr;
+  }
 
   // --- Hooks (static; see above) ------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "kiv/foundation/log.hpp"
+#include "kiv/foundation/value_heap.hpp"
 #include "kiv/sqlite/describe.hpp"
 
 namespace kiv {
@@ -17,6 +18,10 @@ double secondsNow() {
 }
 
 }  // namespace
+
+std::size_t SqQueryHash::operator()(std::string_view text) const noexcept {
+  return static_cast<std::size_t>(detail::hashBytes(text.data(), text.size()));
+}
 
 // --- Creation and lifecycle ---------------------------------------------------------------------
 
@@ -36,7 +41,11 @@ bool SqDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OP
 
 bool SqDatabase::openWithFlags(int flags) {
   if (db_) return true;
-  const int rc = sqlite3_open_v2(sqlitePath().c_str(), &db_, flags & ~kSqOpenFileProtectionNone, nullptr);
+  // One thread uses a connection at a time, so SQLite's own lock around every call would only
+  // cost time: the connection runs in SQLite's multi-thread mode unless the flags ask otherwise.
+  int sqliteFlags = flags & ~kSqOpenFileProtectionNone;
+  if (!(sqliteFlags & (SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_FULLMUTEX))) sqliteFlags |= SQLITE_OPEN_NOMUTEX;
+  const int rc = sqlite3_open_v2(sqlitePath().c_str(), &db_, sqliteFlags, nullptr);
   if (rc != SQLITE_OK) {
     log("error opening!: " + std::to_string(rc));
     // SQLite hands out a handle even when opening fails; it only serves for the error message.

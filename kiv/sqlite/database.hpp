@@ -62,7 +62,7 @@ using SqArgumentList = std::span<const Value>;
 // once). Looked up by string_view without copying the text.
 struct SqQueryHash {
   using is_transparent = void;
-  std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+  std::size_t operator()(std::string_view text) const noexcept;
 };
 using SqStatementCache =
     std::unordered_map<std::string, std::vector<Ref<SqStatement>>, SqQueryHash, std::equal_to<>>;
@@ -89,7 +89,9 @@ class SqDatabase : public Object {
   // Opens the file (read-write, created if missing); true when already open. Installs the busy
   // handler when maxBusyRetryTimeInterval > 0. Logs "error opening!: <code>" on failure.
   bool open();
-  // The same with SQLite open flags (SQLITE_OPEN_..., and kSqOpenFileProtectionNone).
+  // The same with SQLite open flags (SQLITE_OPEN_..., and kSqOpenFileProtectionNone). Unless they
+  // ask for SQLITE_OPEN_FULLMUTEX, the connection takes no lock of SQLite's (SQLITE_OPEN_NOMUTEX),
+  // as it is used by one thread at a time.
   bool openWithFlags(int flags);
   // Finalizes the cached statements, closes the open result sets, then the connection; a
   // statement still prepared elsewhere is finalized with the log "Closing leaked statement".

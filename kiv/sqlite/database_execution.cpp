@@ -141,7 +141,7 @@ SqDatabase::BoundStatement SqDatabase::boundStatementForQuery(std::string_view o
   BoundStatement bound;
   bound.statement = statementForQuery(sql, cache, &bound.fromCache);
   if (!bound.statement) return bound;
-  bound.parameterCount = sqlite3_bind_parameter_count(bound.statement->statement());
+  bound.parameterCount = bound.statement->parameterCount();
   bound.boundCount = bindArguments(*bound.statement, bound.parameterCount, arguments);
   // A cached statement is finalized too; the cache no longer hands it out.
   if (!bound.complete()) bound.statement->close();

@@ -35,8 +35,13 @@ int SqStatement::close() {
   return rc;
 }
 
+int SqStatement::parameterCount() {
+  if (parameterCount_ < 0) parameterCount_ = sqlite3_bind_parameter_count(statement_);
+  return parameterCount_;
+}
+
 const Value* SqStatement::keep(const Value& value, int column) {
-  const int count = sqlite3_bind_parameter_count(statement_);
+  const int count = parameterCount();
   if (column < 1 || column > count) return nullptr;
   if (boundValues_.size() < static_cast<std::size_t>(count)) boundValues_.resize(count);
   boundValues_[column - 1] = value;
@@ -85,7 +90,7 @@ int SqStatement::bindObject(const Value& value, int column, const DateFormatter*
 
 int SqStatement::indexOfParameterForKey(std::string_view key) {
   if (parameterNames_.empty()) {
-    const int count = sqlite3_bind_parameter_count(statement_);
+    const int count = parameterCount();
     for (int column = 1; column <= count; ++column) {
       const char* name = sqlite3_bind_parameter_name(statement_, column);
       parameterNames_.emplace_back(name ? name : "");

@@ -31,6 +31,7 @@ class SqStatement : public Object {
   void setStatement(sqlite3_stmt* statement) noexcept {
     statement_ = statement;
     parameterNames_.clear();
+    parameterCount_ = -1;
   }
   // The SQL text the statement is cached under.
   const std::string& query() const noexcept { return query_; }
@@ -46,6 +47,8 @@ class SqStatement : public Object {
   int reset();
   // Finalizes the handle, if any, and clears it. Returns SQLite's result code.
   int close();
+  // How many parameters the statement has (sqlite3_bind_parameter_count, read once).
+  int parameterCount();
 
   // Binds `value` to the parameter at `column` (from 1), first rule that matches:
   //   absent or null          NULL
@@ -78,6 +81,7 @@ class SqStatement : public Object {
   std::vector<Value> boundValues_;           // indexed by column - 1
   std::vector<std::string> parameterNames_;  // indexed by column - 1; read on first use
   std::size_t nextParameter_ = 0;            // where the next parameter search starts
+  int parameterCount_ = -1;                  // read on first use
 };
 
 }  // namespace kiv

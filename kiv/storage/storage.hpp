@@ -29,9 +29,8 @@
 // statement as they stand, as their callers give them.
 //
 // Writes. A row whose key exists is updated with the columns the model sets (the others keep
-// their values); any other row is written whole. Where the key column has its unique index, one
-// INSERT ... ON CONFLICT(key) DO UPDATE does both; otherwise the row's key is looked up first.
-// Each call's rows are written in order in one transaction, so a key saved twice in one call ends
+// their values); any other row is written whole: the update by key comes first, and one that
+// changes nothing tells that the row is new. Each call's rows are written in order in one transaction, so a key saved twice in one call ends
 // with the later model's columns over the earlier one's. A row whose statement fails (a table or
 // column that does not exist, a constraint) is skipped and logged; a failure of the file itself (a
 // full disk, an I/O error, a read-only or damaged file) or of the commit rolls the whole
@@ -293,6 +292,8 @@ class KivStorage {
   // The statements of the class's table for models laid out as `layout`, made on first use.
   TableSql& tableSql(const ModelClass& tableClass, const RowLayout& layout);
 
+  // transactionModel() for every model of the array with its own class.
+  void cacheEach(const Array& models);
   // Writes the rows in order in one transaction, in slices (see above); `replace` writes whole
   // rows without looking up their keys. Waits for nothing: callers flush the queued rows first.
   void writeRows(std::vector<StoredRow>& rows, bool replace);

@@ -63,7 +63,7 @@ Array KivStorage::dbModelsWith(const ModelClass& cls) { return modelsQuery({}, 0
 Array KivStorage::modelsQuery(std::string_view condition, std::int32_t limit, const ModelClass& cls) {
   const Array models = modelsFromQuery(cls, condition, limit);
   MemoryCache& cache = matchCache(cls);
-  for (const Value& model : models) cache.setObject(model, keyValueOf(*model.objectAs<KivModel>(), cls));
+  for (const Value& model : models) cache.setObject(model, keyValueOf(*KivModel::in(model), cls));
   return models;
 }
 

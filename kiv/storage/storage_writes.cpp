@@ -34,10 +34,10 @@ class KivStorage::Writer {
     bool written;
     if (replace_ || !sql.hasKey()) {
       written = db.executeKeptUpdate(sql.replace(row.columns), row.values);
-    } else if (target.keyIsUnique) {
+    } else if (target.keyIsUnique && row.columns[static_cast<std::size_t>(sql.keyColumn())] == '1') {
       written = db.executeKeptUpdate(sql.upsert(row.columns), row.values);
     } else {
-      written = writeLookingUp(db, sql, row);
+      written = updateOrInsert(db, sql, row);
     }
     return written ? RowResult::kWritten : failure(db);
   }
@@ -59,29 +59,31 @@ class KivStorage::Writer {
     last_ = static_cast<std::size_t>(found - targets_.begin());
     if (found != targets_.end()) return *found;
     TableSql& sql = storage_.tableSql(*row.tableClass, *row.layout);
-    targets_.push_back({row.tableClass, row.layout, &sql, sql.hasKey() && keyIsUnique(db, sql)});
+    targets_.push_back({row.tableClass, row.layout, &sql, sql.keyColumn() >= 0 && keyIsUnique(db, sql)});
     return targets_.back();
   }
 
-  // Whether the upsert finds a row by its key: the key column is unique in the table.
   static bool keyIsUnique(SqDatabase& db, const TableSql& sql) {
-    const std::array<Value, 2> arguments{Value(sql.table()), Value(sql.keyColumn())};
+    const std::array<Value, 2> arguments{Value(sql.tableName()), Value(sql.keyName())};
     const Ref<SqResultSet> answer = db.executeKeptQuery(TableSql::keyIsUnique(), arguments);
     const bool unique = answer && answer->next() && answer->boolForColumnIndex(0);
     if (answer) answer->close();
     return unique;
   }
 
-  // Without a unique key column: the row of the key is updated when there is one, else written.
-  bool writeLookingUp(SqDatabase& db, TableSql& sql, const StoredRow& row) {
-    const std::array<Value, 1> key{keyText(row.keyValue)};
-    const Ref<SqResultSet> count = db.executeKeptQuery(sql.countByKey(), key);
-    const bool exists = count && count->next() && count->longForColumnIndex(0) != 0;
-    if (count) count->close();
-    if (!exists) return db.executeKeptUpdate(sql.replace(row.columns), row.values);
-    std::vector<Value> values = row.values;
-    values.push_back(key[0]);
-    return db.executeKeptUpdate(sql.update(row.columns), values);
+  // The row of the key is updated with the row's columns when there is one, else the row is
+  // written: an UPDATE that changes nothing tells that there is none.
+  bool updateOrInsert(SqDatabase& db, TableSql& sql, const StoredRow& row) {
+    values_.clear();
+    std::size_t value = 0;
+    for (std::size_t column = 0; column < row.columns.size(); ++column) {
+      if (row.columns[column] != '1') continue;
+      if (static_cast<int>(column) != sql.keyColumn()) values_.push_back(row.values[value]);
+      ++value;
+    }
+    values_.push_back(keyText(row.keyValue));
+    if (!db.executeKeptUpdate(sql.update(row.columns), values_)) return false;
+    return db.changes() != 0 || db.executeKeptUpdate(sql.replace(row.columns), row.values);
   }
 
   RowResult failure(SqDatabase& db) {
@@ -93,6 +95,7 @@ class KivStorage::Writer {
   const bool replace_;
   std::vector<Target> targets_;
   std::size_t last_ = 0;
+  std::vector<Value> values_;  // the row's values and its key, for the update
 };
 
 // --- Saves --------------------------------------------------------------------------------------
@@ -106,6 +109,12 @@ void KivStorage::setModel(const Ref<KivModel>& model, const ModelClass& cls) {
   transactionModel(model, cls);
   // The row is taken now, so the caller may go on changing the model while the write waits.
   pendingWrites_->submit(StoredRow(*model, cls));
+}
+
+void KivStorage::cacheEach(const Array& models) {
+  for (const Value& element : models) {
+    if (KivModel* model = KivModel::in(element)) transactionModel(Ref<KivModel>(model), model->modelClass());
+  }
 }
 
 Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const ModelClass& cls) {
@@ -124,21 +133,17 @@ Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const Mod
 
 void KivStorage::setModels(const Array& models) {
   if (models.empty()) return;
-  for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) transactionModel(model, model->modelClass());
-  }
-  if (const Ref<KivModel> first = models.firstObject().objectAs<KivModel>()) setDbModels(models, first->modelClass());
+  cacheEach(models);
+  if (const KivModel* first = KivModel::in(models.firstObject())) setDbModels(models, first->modelClass());
 }
 
 void KivStorage::batchModels(const Array& models) {
   if (models.empty()) return;
-  for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) transactionModel(model, model->modelClass());
-  }
+  cacheEach(models);
   std::vector<StoredRow> rows;
   rows.reserve(models.count());
   for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) rows.emplace_back(*model, model->modelClass());
+    if (const KivModel* model = KivModel::in(element)) rows.emplace_back(*model, model->modelClass());
   }
   flushPendingWrites();
   writeRows(rows, true);
@@ -156,7 +161,7 @@ void KivStorage::setDbModels(const Array& models, const ModelClass& cls) {
   std::vector<StoredRow> rows;
   rows.reserve(models.count());
   for (const Value& element : models) {
-    if (const Ref<KivModel> model = element.objectAs<KivModel>()) rows.emplace_back(*model, cls);
+    if (const KivModel* model = KivModel::in(element)) rows.emplace_back(*model, cls);
   }
   flushPendingWrites();
   writeRows(rows, false);

@@ -6,20 +6,22 @@
 namespace kiv {
 namespace {
 
-std::string keyName(const Value& key) { return key.isString() ? sqlIdentifier(key.stringView()) : std::string(); }
+std::string quotedKey(const Value& key) { return key.isString() ? sqlIdentifier(key.stringView()) : std::string(); }
 
-std::string lowercase(const Value& key) { return key.isString() ? key.lowercaseString().str() : std::string(); }
+int keyColumnOf(const RowLayout& layout, const Value& key) {
+  return key.isString() ? layout.indexOf(key.lowercaseString().view()) : -1;
+}
 
 }  // namespace
 
 TableSql::TableSql(std::string_view table, const RowLayout& layout, const Value& key)
     : layout_(layout),
       tableName_(table),
+      keyName_(key.isString() ? key.lowercaseString().str() : std::string()),
       table_(sqlIdentifier(table)),
-      key_(keyName(key)),
-      keyColumn_(lowercase(key)),
+      key_(quotedKey(key)),
+      keyColumn_(keyColumnOf(layout, key)),
       selectByKey_("SELECT * FROM " + table_ + " WHERE " + key_ + "=? LIMIT 1"),
-      countByKey_("SELECT count(*) FROM " + table_ + " WHERE " + key_ + "=?"),
       deleteByKey_("DELETE FROM " + table_ + " WHERE " + key_ + "=?") {}
 
 const std::string& TableSql::upsert(std::string_view columns) { return text(Verb::kUpsert, columns); }
@@ -40,6 +42,7 @@ std::string TableSql::write(Verb verb, std::string_view present) const {
   std::string columns;
   std::string parameters;
   std::string assignments;
+  std::string excluded;
   for (std::size_t i = 0; i < present.size(); ++i) {
     if (present[i] != '1') continue;
     const std::string name =
@@ -47,22 +50,16 @@ std::string TableSql::write(Verb verb, std::string_view present) const {
     const char* separator = columns.empty() ? "" : ",";
     columns.append(separator).append(name);
     parameters.append(separator).append("?");
-    if (verb == Verb::kUpdate) {
-      assignments.append(separator).append(name).append("=?");
-    } else {
-      assignments.append(separator).append(name).append("=excluded.").append(name);
-    }
+    if (static_cast<int>(i) == keyColumn_) continue;
+    assignments.append(assignments.empty() ? "" : ",").append(name).append("=?");
+    excluded.append(excluded.empty() ? "" : ",").append(name).append("=excluded.").append(name);
   }
-  switch (verb) {
-    case Verb::kUpsert:
-      return "INSERT INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ") ON CONFLICT(" +
-             sqlIdentifier(keyColumn_) + ") DO UPDATE SET " + assignments;
-    case Verb::kReplace:
-      return "REPLACE INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ")";
-    case Verb::kUpdate:
-      return "UPDATE " + table_ + " SET " + assignments + " WHERE " + key_ + "=?";
+  if (verb == Verb::kUpsert) {
+    return "INSERT INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ") ON CONFLICT(" +
+           sqlIdentifier(keyName_) + ") DO UPDATE SET " + excluded;
   }
-  return {};
+  if (verb == Verb::kUpdate) return "UPDATE " + table_ + " SET " + assignments + " WHERE " + key_ + "=?";
+  return "REPLACE INTO " + table_ + " (" + columns + ") VALUES (" + parameters + ")";
 }
 
 std::string TableSql::select(std::string_view condition, int limit) const {

@@ -28,26 +28,27 @@ class TableSql {
   // update time: '1' where the row has a value). The row's values bind to their parameters in
   // column order.
   //   INSERT INTO t (a,b,kiv_update_time) VALUES (?,?,?) ON CONFLICT(key) DO UPDATE SET
-  //     a=excluded.a,b=excluded.b,kiv_update_time=excluded.kiv_update_time
+  //     b=excluded.b,kiv_update_time=excluded.kiv_update_time       (not the key column a)
   const std::string& upsert(std::string_view columns);
   //   REPLACE INTO t (a,b,kiv_update_time) VALUES (?,?,?)
   const std::string& replace(std::string_view columns);
-  //   UPDATE t SET a=?,b=?,kiv_update_time=? WHERE key=?   (the key's text last)
+  //   UPDATE t SET a=?,kiv_update_time=? WHERE key=?   (the key column is not set again: the
+  //   row found by it keeps it; the values bind without it, and the key's text last)
   const std::string& update(std::string_view columns);
+  // The index of the key's column in the layout, or -1 when the layout has none.
+  int keyColumn() const noexcept { return keyColumn_; }
+  // Bound to the table name and the lower-cased key: whether the key column is the table's
+  // primary key or has a unique index of its own, so that the upsert finds a row's conflict.
+  static const std::string& keyIsUnique();
+  const std::string& tableName() const noexcept { return tableName_; }
+  const std::string& keyName() const noexcept { return keyName_; }
 
-  // Bound to the key's text: SELECT * FROM t WHERE key=? LIMIT 1, SELECT count(*) ..., DELETE ...
+  // Bound to the key's text: SELECT * FROM t WHERE key=? LIMIT 1, and DELETE FROM t WHERE key=?.
   const std::string& selectByKey() const noexcept { return selectByKey_; }
-  const std::string& countByKey() const noexcept { return countByKey_; }
   const std::string& deleteByKey() const noexcept { return deleteByKey_; }
   // SELECT * FROM t[ WHERE <condition>][ LIMIT <limit>]: the condition as it stands, every row for
   // an empty one; no limit for 0.
   std::string select(std::string_view condition, int limit) const;
-  // Bound to the table name and the lower-cased key: whether the key column is the table's
-  // primary key or has a unique index of its own, so that the upsert can find a row's conflict.
-  static const std::string& keyIsUnique();
-  // The lower-cased key, as keyIsUnique() takes it.
-  const std::string& keyColumn() const noexcept { return keyColumn_; }
-  const std::string& table() const noexcept { return tableName_; }
 
  private:
   enum class Verb { kUpsert, kReplace, kUpdate };
@@ -56,11 +57,11 @@ class TableSql {
 
   const RowLayout& layout_;
   const std::string tableName_;
-  const std::string table_;      // quoted where needed
-  const std::string key_;        // as kiv_key gives it, quoted where needed; empty without a key
-  const std::string keyColumn_;  // lower-cased
+  const std::string keyName_;  // lower-cased; empty without a key
+  const std::string table_;  // quoted where needed
+  const std::string key_;    // as kiv_key gives it, quoted where needed; empty without a key
+  const int keyColumn_;
   const std::string selectByKey_;
-  const std::string countByKey_;
   const std::string deleteByKey_;
   // The verb's digit and the columns -> text
   std::unordered_map<std::string, std::string> texts_;
