@@ -14,6 +14,7 @@
 //                              per row); compare with raw m=0 and m=1
 //   BM_QuickSaveModels/N/m     KivContext::quickSaveModels (cache, then REPLACEs); compare with raw
 //                              m=0 and m=2
+//   BM_SaveModelsObserved/N/m  BM_SaveModels with one change observer registered
 //   BM_BackgroundSaves/N       N KivContext::saveModel calls, then until every row is on disk
 //   BM_BaselineMapHit          a key in a mutex-guarded std::unordered_map of shared_ptrs
 //   BM_CacheHit                KivContext::modelWith of a cached key
@@ -253,6 +254,19 @@ void BM_SaveModels(benchmark::State& state) {
   timeSaves(state, file, state.range(1) != 0, [&] { context->saveModels(all); });
 }
 BENCHMARK(BM_SaveModels)->Apply(saveArguments);
+
+void BM_SaveModelsObserved(benchmark::State& state) {
+  StorageFile file("save-observed");
+  const auto context = openContext(file);
+  std::atomic<std::size_t> told{0};
+  const kiv::KivObservation observation =
+      context->observe([&](const kiv::KivChange& change) { told += change.savedKeys.size(); });
+  const kiv::Array all = models(state.range(0));
+  timeSaves(state, file, state.range(1) != 0, [&] { context->saveModels(all); });
+  context->waitUntilBackgroundWritesFinish();
+  if (told.load() == 0) state.SkipWithError("no change was told");
+}
+BENCHMARK(BM_SaveModelsObserved)->Args({10000, 0})->Args({10000, 1})->Unit(benchmark::kMillisecond);
 
 void BM_QuickSaveModels(benchmark::State& state) {
   StorageFile file("quick-save-models");

@@ -104,6 +104,11 @@ void KivContext::quickSaveModels(const Array& models) {
 
 void KivContext::waitUntilBackgroundWritesFinish() { storage_.waitUntilBackgroundWritesFinish(); }
 
+KivObservation KivContext::observe(std::int64_t type, KivChangeObserver observer) {
+  const ModelClass* cls = registeredClass(type);
+  return cls ? storage_.observe(*cls, std::move(observer)) : KivObservation();
+}
+
 void KivContext::removeModelWith(const Value& keyValue, std::int64_t type) {
   if (const ModelClass* cls = registeredClass(type)) storage_.deleteWith(keyValue, *cls);
 }

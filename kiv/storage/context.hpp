@@ -79,6 +79,17 @@ class KivContext {
   // Blocks until the background writes of saveModel() have reached the table.
   void waitUntilBackgroundWritesFinish();
 
+  // --- Change observation (see change.hpp) ------------------------------------------------------
+
+  // Observes the changes of every class, of the model class T, or of the type's class (an empty
+  // observation when the type is refused).
+  [[nodiscard]] KivObservation observe(KivChangeObserver observer) { return storage_.observe(std::move(observer)); }
+  template <class T>
+  [[nodiscard]] KivObservation observe(KivChangeObserver observer) {
+    return storage_.observe<T>(std::move(observer));
+  }
+  [[nodiscard]] KivObservation observe(std::int64_t type, KivChangeObserver observer);
+
   // --- Deletes and old data ---------------------------------------------------------------------
 
   void removeModelWith(const Value& keyValue, std::int64_t type);

@@ -6,6 +6,7 @@
 
 #include "kiv/foundation/log.hpp"
 #include "kiv/sqlite/result_codes.hpp"
+#include "kiv/storage/internal/change_observers.hpp"
 #include "kiv/storage/internal/pending_writes.hpp"
 #include "kiv/storage/internal/table_sql.hpp"
 
@@ -18,7 +19,8 @@ KivStorage::ClassCache::ClassCache(const ModelClass& modelClass)
 }
 
 KivStorage::KivStorage()
-    : pendingWrites_(std::make_unique<PendingWrites>([this](std::vector<StoredRow>& rows) { writeRows(rows, false); },
+    : observers_(std::make_shared<ChangeObservers>()),
+      pendingWrites_(std::make_unique<PendingWrites>([this](std::vector<StoredRow>& rows) { writeRows(rows, false); },
                                                      kKivDefaultBackgroundWriteLimit)),
       readQueue_("KivStorage reads") {
   tableQueue_.setEvictsObjectsWithDiscardedContent(false);
@@ -27,6 +29,21 @@ KivStorage::KivStorage()
 KivStorage::~KivStorage() {
   readQueue_.waitUntilIdle();
   pendingWrites_.reset();  // writes what waits
+  observers_->waitUntilDelivered();
+}
+
+KivObservation KivStorage::observe(KivChangeObserver observer) { return observers_->add(nullptr, std::move(observer)); }
+
+KivObservation KivStorage::observe(const ModelClass& cls, KivChangeObserver observer) {
+  return observers_->add(&cls, std::move(observer));
+}
+
+void KivStorage::noteUnnamedChange(const ModelClass* cls) {
+  if (!observers_->any()) return;
+  KivChange change;
+  change.modelClass = cls;
+  change.unnamedRowsChanged = true;
+  observers_->post({std::move(change)});
 }
 
 // --- Set-up -------------------------------------------------------------------------------------

@@ -86,9 +86,11 @@
 #include "kiv/model/class_info.hpp"
 #include "kiv/model/class_map.hpp"
 #include "kiv/model/model.hpp"
+#include "kiv/storage/change.hpp"
 
 namespace kiv {
 
+class ChangeObservers;
 class PendingWrites;
 class RowLayout;
 class SqDatabase;
@@ -185,11 +187,22 @@ class KivStorage {
   // setDbModel() for every model into the class's table, whatever the models' own classes, in
   // order, in one transaction.
   void setDbModels(const Array& models, const ModelClass& cls);
-  // Blocks until every background write submitted so far has reached the table.
+  // Blocks until every background write submitted so far has reached the table, and the
+  // observers have been told of it.
   void waitUntilBackgroundWritesFinish();
   // The most rows of single saves that wait to be written (0: no limit); see above.
   std::size_t backgroundWriteLimit() const;
   void setBackgroundWriteLimit(std::size_t rows);
+
+  // --- Change observation (see change.hpp) ------------------------------------------------------
+
+  // Observes the changes of every class, of the class, or of the model class T.
+  [[nodiscard]] KivObservation observe(KivChangeObserver observer);
+  [[nodiscard]] KivObservation observe(const ModelClass& cls, KivChangeObserver observer);
+  template <class T>
+  [[nodiscard]] KivObservation observe(KivChangeObserver observer) {
+    return observe(T::kivClass(), std::move(observer));
+  }
 
   // --- Deletes (the memory cache keeps its models) ----------------------------------------------
 
@@ -309,6 +322,9 @@ class KivStorage {
   // Keeps the connection's last error when the statement that just ran failed, and logs a
   // damaged file once.
   void noteFailure(SqDatabase& db);
+  // Tells the observers, if any, that rows of the class (null: of any class) changed that cannot
+  // be named.
+  void noteUnnamedChange(const ModelClass* cls);
 
   // Class name -> its memory cache; guarded by lock_ for each single read or write.
   std::unordered_map<std::string, ClassCache*, NameHash, std::equal_to<>> cacheQueue_;
@@ -334,6 +350,8 @@ class KivStorage {
   Error lastError_;
   bool corruptionLogged_ = false;
   mutable std::mutex errorMutex_;
+  // The observers of changes; shared with the observations handed out.
+  const std::shared_ptr<ChangeObservers> observers_;
   // The rows of single saves waiting to be written. Its batches refer to the storage by a plain
   // pointer: the destructor writes them all before the storage goes.
   std::unique_ptr<PendingWrites> pendingWrites_;

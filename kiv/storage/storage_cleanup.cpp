@@ -27,7 +27,9 @@ bool KivStorage::clearOldDatas(const ModelClass& cls) {
   const double interval =
       classMap ? classMap->kiv_clearTimeInterval() : KivClassMap::kiv_clearTimeInterval();
   const double cutOff = currentTimeIntervalSince1970() - interval;
-  return table->delete_(std::string(kKivUpdateTimeColumn) + " < " + sixDecimals(cutOff));
+  const bool deleted = table->delete_(std::string(kKivUpdateTimeColumn) + " < " + sixDecimals(cutOff));
+  if (deleted) noteUnnamedChange(&cls);
+  return deleted;
 }
 
 void KivStorage::clearOldTables() {
@@ -36,11 +38,13 @@ void KivStorage::clearOldTables() {
   const ClassMapClass* classMap = mapper();
   const Ref<OxSimpleDatabase> db = database();
   if (!classMap || !db) return;
+  bool dropped = false;
   for (const Value& name : classMap->oldTabels()) {
     if (!name.isString()) continue;
     const Ref<OxDbCollection> table = db->collection(name.stringView());
-    if (table->exists()) table->drop(name.stringView());
+    if (table->exists()) dropped = table->drop(name.stringView()) || dropped;
   }
+  if (dropped) noteUnnamedChange(nullptr);
 }
 
 }  // namespace kiv

@@ -41,6 +41,7 @@ void KivStorage::ensureTable(const ModelClass& cls) {
     // The class's stored properties changed: the rows cannot be kept.
     dropTablesWithClass(cls);
     table->drop(table->tableName());
+    noteUnnamedChange(&cls);
   }
   createTable(*table.table, cls);
   clearTablesWithClass(cls);
@@ -70,6 +71,7 @@ void KivStorage::ensureTableVersion() {
     const Value name = found->dataDict()["name"];
     if (name.isNotEmpty()) db->drop(name.stringView());
   }
+  if (!tables.empty()) noteUnnamedChange(nullptr);
 }
 
 std::set<std::string> KivStorage::dbProperty(const ModelClass& cls) {
@@ -153,7 +155,7 @@ void KivStorage::clearTablesWithClass(const ModelClass& cls) {
   for (const Value& name : classMap->clearTableforClass(cls)) {
     if (!name.isString()) continue;
     const Ref<OxDbCollection> table = db->collection(name.stringView());
-    if (table->exists()) table->delete_();
+    if (table->exists() && table->delete_()) noteUnnamedChange(nullptr);
   }
 }
 
@@ -167,6 +169,7 @@ void KivStorage::dropTablesWithClass(const ModelClass& cls) {
     if (!table) return;
     table->drop(table->tableName());
     createTable(*table.table, *dependent);
+    noteUnnamedChange(dependent);
   }
 }
 

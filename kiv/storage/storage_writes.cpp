@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kiv/sqlite/result_codes.hpp"
+#include "kiv/storage/internal/change_observers.hpp"
 #include "kiv/storage/internal/pending_writes.hpp"
 #include "kiv/storage/internal/stored_row.hpp"
 #include "kiv/storage/internal/table_sql.hpp"
@@ -19,6 +20,16 @@ constexpr std::size_t kRowsPerSlice = 256;
 
 // The key value as rows are addressed by it: its "%@" text.
 Value keyText(const Value& keyValue) { return String(keyValue.description()); }
+
+// The change of the class in the list, added when missing: one per class, in order of first
+// appearance.
+KivChange& changeOf(std::vector<KivChange>& changes, const ModelClass* cls) {
+  for (KivChange& change : changes) {
+    if (change.modelClass == cls) return change;
+  }
+  changes.push_back(KivChange{cls, {}, {}, false});
+  return changes.back();
+}
 
 }  // namespace
 
@@ -175,6 +186,8 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
   const bool outermost = db->transactionCounter() == 0;
   db->beginTransaction();
   Writer writer(*this, replace);
+  const bool observed = observers_->any();
+  std::vector<KivChange> changes;
   bool aborted = false;
   for (std::size_t first = 0; first < rows.size() && !aborted; first += kRowsPerSlice) {
     const std::size_t end = std::min(first + kRowsPerSlice, rows.size());
@@ -182,12 +195,19 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
       // A transaction that did not begin (a locked or read-only file) writes nothing.
       aborted = outermost && !connection.inTransaction();
       for (std::size_t i = first; i < end && !aborted; ++i) {
-        aborted = writer.write(connection, rows[i]) == RowResult::kAborted;
+        const RowResult result = writer.write(connection, rows[i]);
+        aborted = result == RowResult::kAborted;
+        if (observed && result == RowResult::kWritten) {
+          changeOf(changes, rows[i].tableClass).savedKeys.push_back(rows[i].keyValue);
+        }
       }
     });
   }
   if (!aborted) {
-    if (db->commitTransaction() || !outermost) return;
+    if (db->commitTransaction() || !outermost) {
+      observers_->post(std::move(changes));
+      return;
+    }
     // The commit failed: what SQLite still holds of the transaction goes.
     db->inDatabase([&](SqDatabase& connection) {
       noteFailure(connection);
@@ -199,7 +219,10 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
   db->commit();  // back to the depth before the write; no transaction is open to commit
 }
 
-void KivStorage::waitUntilBackgroundWritesFinish() { pendingWrites_->flush(); }
+void KivStorage::waitUntilBackgroundWritesFinish() {
+  pendingWrites_->flush();
+  observers_->waitUntilDelivered();
+}
 
 void KivStorage::flushPendingWrites() {
   if (pendingWrites_->pending()) pendingWrites_->flush();
@@ -219,21 +242,26 @@ void KivStorage::deleteWith(const Value& keyValue, const ModelClass& cls) {
   if (!sql.hasKey()) return;  // no row has a key to match
   const std::lock_guard<std::mutex> writing(writeMutex_);
   const std::array<Value, 1> key{keyText(keyValue)};
-  db->inDatabase([&](SqDatabase& connection) {
-    if (!connection.executeKeptUpdate(sql.deleteByKey(), key)) noteFailure(connection);
+  const bool deleted = db->inDatabase([&](SqDatabase& connection) {
+    if (connection.executeKeptUpdate(sql.deleteByKey(), key)) return true;
+    noteFailure(connection);
+    return false;
   });
+  if (deleted && observers_->any()) observers_->post({KivChange{&cls, {}, {keyValue}, false}});
 }
 
 void KivStorage::deleteWithCondition(std::string_view condition, const ModelClass& cls) {
   flushPendingWrites();
   const std::lock_guard<std::mutex> writing(writeMutex_);
-  if (const HeldTable table = heldTable(cls)) table->delete_(condition);
+  const HeldTable table = heldTable(cls);
+  if (table && table->delete_(condition)) noteUnnamedChange(&cls);
 }
 
 void KivStorage::deleteAllWithClass(const ModelClass& cls) {
   flushPendingWrites();
   const std::lock_guard<std::mutex> writing(writeMutex_);
-  if (const HeldTable table = heldTable(cls)) table->delete_();
+  const HeldTable table = heldTable(cls);
+  if (table && table->delete_()) noteUnnamedChange(&cls);
 }
 
 }  // namespace kiv
