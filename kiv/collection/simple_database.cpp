@@ -2,6 +2,8 @@
 
 #include "kiv/collection/db_collection.hpp"
 
+#include <utility>
+
 namespace kiv {
 
 Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path) {
@@ -49,6 +51,42 @@ void OxSimpleDatabase::rollback() {
 
 std::int64_t OxSimpleDatabase::transactionCounter() const {
   return inDatabase([this](SqDatabase&) { return transactionCounter_; });
+}
+
+OxTransaction::OxTransaction(OxSimpleDatabase& database) : database_(&database) {
+  database.inDatabase([this](SqDatabase& db) {
+    outermost_ = ++database_->transactionCounter_ == 1;
+    if (!db.inTransaction()) db.beginTransaction();
+  });
+}
+
+OxTransaction::~OxTransaction() {
+  if (database_) rollback();
+}
+
+bool OxTransaction::open() const {
+  return database_ && database_->inDatabase([](SqDatabase& db) { return db.inTransaction(); });
+}
+
+bool OxTransaction::commit() {
+  OxSimpleDatabase* const database = std::exchange(database_, nullptr);
+  if (!database) return false;
+  return database->inDatabase([&](SqDatabase& db) {
+    if (--database->transactionCounter_ != 0 || !outermost_) return true;
+    if (!db.inTransaction()) return false;
+    if (db.commit()) return true;
+    if (db.inTransaction()) db.rollback();
+    return false;
+  });
+}
+
+void OxTransaction::rollback() {
+  OxSimpleDatabase* const database = std::exchange(database_, nullptr);
+  if (!database) return;
+  database->inDatabase([&](SqDatabase& db) {
+    --database->transactionCounter_;
+    if (outermost_ && db.inTransaction()) db.rollback();
+  });
 }
 
 // --- Collections and errors ----------------------------------------------------------------------
@@ -102,7 +140,7 @@ bool OxSimpleDatabase::executeUpdateWithParameterDictionary(std::string_view sql
 }
 
 bool OxSimpleDatabase::executeUpdates(const std::vector<std::string>& sqls) {
-  beginTransaction();
+  OxTransaction transaction(*this);
   std::string joined;
   const char* separator = "";
   for (const std::string& sql : sqls) {
@@ -110,7 +148,7 @@ bool OxSimpleDatabase::executeUpdates(const std::vector<std::string>& sqls) {
     separator = ";";
   }
   const bool ran = inDatabase([&](SqDatabase& db) { return db.executeStatements(joined); });
-  commitTransaction();
+  transaction.commit();
   return ran;
 }
 

@@ -86,6 +86,7 @@ class OxSimpleDatabase : public Object {
   void rollback();
   // The counter.
   std::int64_t transactionCounter() const;
+  // (OxTransaction, below, keeps a begin/commit pair for the life of an object.)
 
   // --- Collections -------------------------------------------------------------------------------
 
@@ -129,6 +130,8 @@ class OxSimpleDatabase : public Object {
   OxDbRows getList(std::string_view search, std::string_view tableName, std::string_view findId);
 
  private:
+  friend class OxTransaction;
+
   // Every row of the result set, which it then closes; none without a result set.
   static OxDbRows rowsOf(const Ref<SqResultSet>& resultSet);
   // Whether the query's first row has a non-zero "count".
@@ -146,20 +149,39 @@ class OxSimpleDatabase : public Object {
   std::int64_t transactionCounter_ = 0;
 };
 
+// One begin/commit pair of a database's nested transactions, held for the life of the object:
+// it begins when made; commit() ends it as the database's commit() would; going away without
+// commit() (a failure, an exception) rolls back, when it is the outermost pair, and puts the
+// counter back as it was.
+class OxTransaction {
+ public:
+  explicit OxTransaction(OxSimpleDatabase& database);
+  ~OxTransaction();
+  OxTransaction(const OxTransaction&) = delete;
+  OxTransaction& operator=(const OxTransaction&) = delete;
+
+  // Whether this pair began the SQLite transaction (no pair was open around it).
+  bool outermost() const noexcept { return outermost_; }
+  // Whether the SQLite transaction is open (it may have ended on its own after a failure).
+  bool open() const;
+  // Ends the pair: commits when it is the outermost. Returns whether what it wrote is kept (for
+  // an inner pair, as far as it can tell: its outermost pair decides). A failed commit rolls back
+  // what SQLite still holds.
+  bool commit();
+  // Ends the pair without keeping what it wrote, when it is the outermost (an inner pair leaves
+  // that to the outermost). Done by the destructor unless commit() was called.
+  void rollback();
+
+ private:
+  OxSimpleDatabase* database_;
+  bool outermost_ = false;
+};
+
 template <class Block>
 auto OxSimpleDatabase::inDatabase(Block&& block) const {
   using Result = std::invoke_result_t<Block&, SqDatabase&>;
-  if constexpr (std::is_void_v<Result>) {
-    if (innerDb_) innerDb_->inDatabase([&](SqDatabase* db) {
-        if (db) block(*db);
-      });
-  } else {
-    Result result{};
-    if (innerDb_) innerDb_->inDatabase([&](SqDatabase* db) {
-        if (db) result = block(*db);
-      });
-    return result;
-  }
+  if (!innerDb_) return Result();
+  return innerDb_->inDatabase(std::forward<Block>(block));
 }
 
 }  // namespace kiv

@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <climits>
+#include <exception>
+#include <string>
 
 #include "kiv/foundation/log.hpp"
 #include "kiv/sqlite/database.hpp"
@@ -10,15 +12,39 @@
 namespace kiv {
 namespace {
 
-int SqDBExecuteBulkSQLCallback(void* context, int columns, char** values, char** names) {
-  const auto& block = *static_cast<const SqExecuteStatementsCallbackBlock*>(context);
-  const MutableDictionary row = MutableDictionary::dictionary(static_cast<std::size_t>(columns));
-  for (int i = 0; i < columns; ++i) row.setObject(values[i] ? Value(values[i]) : Value::null(), std::string_view(names[i]));
-  return block(row);
+// The text of an exception caught where SQLite called back, logged.
+std::string loggedFailure(const char* where) {
+  std::string message = std::string(where) + " failed";
+  try {
+    throw;
+  } catch (const std::exception& e) {
+    message.append(": ").append(e.what());
+  } catch (...) {
+  }
+  log("Kiv: " + message);
+  return message;
 }
 
+// No exception may cross SQLite: a block that throws aborts the statements (which then fail).
+int SqDBExecuteBulkSQLCallback(void* context, int columns, char** values, char** names) {
+  try {
+    const auto& block = *static_cast<const SqExecuteStatementsCallbackBlock*>(context);
+    const MutableDictionary row = MutableDictionary::dictionary(static_cast<std::size_t>(columns));
+    for (int i = 0; i < columns; ++i) row.setObject(values[i] ? Value(values[i]) : Value::null(), std::string_view(names[i]));
+    return block(row);
+  } catch (...) {
+    loggedFailure("an executeStatements block");
+    return 1;
+  }
+}
+
+// A function that throws makes its statement fail with the exception's text.
 void SqDBBlockSQLiteCallBackFunction(sqlite3_context* context, int argc, sqlite3_value** argv) {
-  (*static_cast<SqFunctionBlock*>(sqlite3_user_data(context)))(context, argc, argv);
+  try {
+    (*static_cast<SqFunctionBlock*>(sqlite3_user_data(context)))(context, argc, argv);
+  } catch (...) {
+    sqlite3_result_error(context, loggedFailure("an SQL function").c_str(), -1);
+  }
 }
 
 // The SQL and the arguments that extractSQL makes of a format and its variable arguments.

@@ -118,30 +118,59 @@ void SqDatabasePool::pushDatabaseBackInPool(const Ref<SqDatabase>& db) {
 
 // --- Blocks -------------------------------------------------------------------------------------
 
+namespace {
+
+// A connection checked out of the pool for one block and checked back in after it: by checkIn(),
+// which may throw as pushDatabaseBackInPool does, or, when the block threw, by the destructor,
+// which logs what it cannot throw.
+class Checkout {
+ public:
+  explicit Checkout(SqDatabasePool& pool) : pool_(pool), db_(pool.db()) {}
+  ~Checkout() {
+    if (!db_) return;
+    try {
+      pool_.pushDatabaseBackInPool(db_);
+    } catch (const Exception& e) {
+      log("Kiv: " + e.reason());
+    }
+  }
+  Checkout(const Checkout&) = delete;
+  Checkout& operator=(const Checkout&) = delete;
+
+  SqDatabase* db() const noexcept { return db_.get(); }
+  void checkIn() { pool_.pushDatabaseBackInPool(std::exchange(db_, nullptr)); }
+
+ private:
+  SqDatabasePool& pool_;
+  Ref<SqDatabase> db_;
+};
+
+}  // namespace
+
 void SqDatabasePool::inDatabase(const SqDatabaseBlock& block) {
-  Ref<SqDatabase> db = this->db();
-  block(db.get());
-  pushDatabaseBackInPool(db);
+  Checkout checkout(*this);
+  block(checkout.db());
+  checkout.checkIn();
 }
 
 void SqDatabasePool::inTransaction(const SqTransactionBlock& block) {
-  Ref<SqDatabase> db = this->db();
-  runInTransaction(db.get(), false, [&](bool* rollback) { block(db.get(), rollback); });
-  pushDatabaseBackInPool(db);
+  Checkout checkout(*this);
+  runInTransaction(checkout.db(), false, [&](bool* rollback) { block(checkout.db(), rollback); });
+  checkout.checkIn();
 }
 
 void SqDatabasePool::inDeferredTransaction(const SqTransactionBlock& block) {
-  Ref<SqDatabase> db = this->db();
-  runInTransaction(db.get(), true, [&](bool* rollback) { block(db.get(), rollback); });
-  pushDatabaseBackInPool(db);
+  Checkout checkout(*this);
+  runInTransaction(checkout.db(), true, [&](bool* rollback) { block(checkout.db(), rollback); });
+  checkout.checkIn();
 }
 
 std::optional<Error> SqDatabasePool::inSavePoint(const SqTransactionBlock& block) {
   const std::string name = "savePoint" + std::to_string(poolSavePointCounter++);
-  Ref<SqDatabase> db = this->db();
+  Checkout checkout(*this);
   std::optional<Error> error;
-  if (db) error = runInSavePoint(*db, name, [&](bool* rollback) { block(db.get(), rollback); });
-  pushDatabaseBackInPool(db);
+  if (SqDatabase* db = checkout.db()) error = runInSavePoint(*db, name, [&](bool* rollback) { block(db, rollback); });
+  checkout.checkIn();
   return error;
 }
 

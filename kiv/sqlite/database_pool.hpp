@@ -9,8 +9,10 @@
 #ifndef KIV_SQLITE_DATABASE_POOL_HPP_
 #define KIV_SQLITE_DATABASE_POOL_HPP_
 
+#include <concepts>
 #include <cstddef>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 #include "kiv/foundation/error.hpp"
@@ -62,8 +64,14 @@ class SqDatabasePool : public Object {
   // Forgets every connection; they close when their last holder lets go of them.
   void releaseAllDatabases();
 
-  // Runs the block with a connection of its own, then takes the connection back.
+  // Runs the block with a connection of its own, then takes the connection back (also when the
+  // block throws).
   void inDatabase(const SqDatabaseBlock& block);
+  // Runs the callable with a connection of its own and returns its result; nothing (or false, for
+  // a callable without a result) when no connection could be handed out and it did not run.
+  template <class Block>
+    requires std::invocable<Block&, SqDatabase&>
+  auto inDatabase(Block&& block);
   // As SqDatabaseQueue's forms, on a connection of the caller's own; the savepoint names count
   // "savePoint<n>" across all pools of the process.
   void inTransaction(const SqTransactionBlock& block);
@@ -100,6 +108,27 @@ class SqDatabasePool : public Object {
   std::size_t maximumNumberOfDatabasesToCreate_ = 0;
   SqDatabasePoolDelegate* delegate_ = nullptr;
 };
+
+template <class Block>
+  requires std::invocable<Block&, SqDatabase&>
+auto SqDatabasePool::inDatabase(Block&& block) {
+  using Result = std::invoke_result_t<Block&, SqDatabase&>;
+  if constexpr (std::is_void_v<Result>) {
+    bool ran = false;
+    inDatabase([&](SqDatabase* db) {
+      if (!db) return;
+      block(*db);
+      ran = true;
+    });
+    return ran;
+  } else {
+    std::optional<Result> result;
+    inDatabase([&](SqDatabase* db) {
+      if (db) result.emplace(block(*db));
+    });
+    return result;
+  }
+}
 
 }  // namespace kiv
 

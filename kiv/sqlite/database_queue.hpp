@@ -10,9 +10,11 @@
 #ifndef KIV_SQLITE_DATABASE_QUEUE_HPP_
 #define KIV_SQLITE_DATABASE_QUEUE_HPP_
 
+#include <concepts>
 #include <functional>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "kiv/foundation/error.hpp"
 #include "kiv/foundation/object.hpp"
@@ -48,6 +50,11 @@ class SqDatabaseQueue : public Object {
   // around after performing [SqDatabaseQueue inDatabase:]" when the block leaves result sets
   // open (they stay open).
   void inDatabase(const SqDatabaseBlock& block);
+  // Runs the callable with the connection and returns its result; the callable does not run, and
+  // the result is value-initialised (false, 0, empty), when the connection could not be opened.
+  template <class Block>
+    requires std::invocable<Block&, SqDatabase&>
+  auto inDatabase(Block&& block);
   // Runs the block inside an exclusive (or deferred) transaction: commits afterwards, or rolls
   // back when the block set *rollback. The results of begin, commit and rollback are ignored.
   void inTransaction(const SqTransactionBlock& block);
@@ -74,6 +81,23 @@ class SqDatabaseQueue : public Object {
   int openFlags_;
   DatabaseClass databaseClass_;
 };
+
+template <class Block>
+  requires std::invocable<Block&, SqDatabase&>
+auto SqDatabaseQueue::inDatabase(Block&& block) {
+  using Result = std::invoke_result_t<Block&, SqDatabase&>;
+  if constexpr (std::is_void_v<Result>) {
+    inDatabase([&](SqDatabase* db) {
+      if (db) block(*db);
+    });
+  } else {
+    Result result{};
+    inDatabase([&](SqDatabase* db) {
+      if (db) result = block(*db);
+    });
+    return result;
+  }
+}
 
 }  // namespace kiv
 

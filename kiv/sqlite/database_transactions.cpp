@@ -1,5 +1,6 @@
 // SqDatabase: transactions and savepoints.
 #include <atomic>
+#include <utility>
 
 #include "kiv/sqlite/database.hpp"
 #include "kiv/sqlite/transaction_brackets.hpp"
@@ -58,25 +59,77 @@ std::optional<Error> SqDatabase::inSavePoint(const std::function<void(bool* roll
   return runInSavePoint(*this, "dbSavePoint" + std::to_string(dbSavePointCounter++), block);
 }
 
+namespace {
+
+// An SQLite transaction for the life of the object: rolled back unless finish() ended it, so that
+// a block that throws leaves no transaction open.
+class TransactionBracket {
+ public:
+  TransactionBracket(SqDatabase* db, bool deferred) : db_(db) {
+    if (db_ && deferred) db_->beginDeferredTransaction();
+    if (db_ && !deferred) db_->beginTransaction();
+  }
+  ~TransactionBracket() {
+    if (db_) db_->rollback();
+  }
+  TransactionBracket(const TransactionBracket&) = delete;
+  TransactionBracket& operator=(const TransactionBracket&) = delete;
+
+  void finish(bool rollback) {
+    SqDatabase* const db = std::exchange(db_, nullptr);
+    if (db && rollback) db->rollback();
+    if (db && !rollback) db->commit();
+  }
+
+ private:
+  SqDatabase* db_;
+};
+
+// A savepoint for the life of the object: rolled back to and released unless finish() did that.
+class SavePointBracket {
+ public:
+  SavePointBracket(SqDatabase& db, const std::string& name) : db_(&db), name_(name) {}
+  ~SavePointBracket() {
+    if (!db_) return;
+    Error ignored;
+    db_->rollbackToSavePointWithName(name_, &ignored);
+    db_->releaseSavePointWithName(name_, &ignored);
+  }
+  SavePointBracket(const SavePointBracket&) = delete;
+  SavePointBracket& operator=(const SavePointBracket&) = delete;
+
+  // Returns the error of the last step that failed, if any.
+  std::optional<Error> finish(bool rollback) {
+    SqDatabase* const db = std::exchange(db_, nullptr);
+    Error error;
+    std::optional<Error> lastFailure;
+    if (rollback && !db->rollbackToSavePointWithName(name_, &error)) lastFailure = error;
+    if (!db->releaseSavePointWithName(name_, &error)) lastFailure = error;
+    return lastFailure;
+  }
+
+ private:
+  SqDatabase* db_;
+  const std::string& name_;
+};
+
+}  // namespace
+
 void runInTransaction(SqDatabase* db, bool deferred, const std::function<void(bool* rollback)>& block) {
-  if (db && deferred) db->beginDeferredTransaction();
-  if (db && !deferred) db->beginTransaction();
+  TransactionBracket transaction(db, deferred);
   bool shouldRollback = false;
   block(&shouldRollback);
-  if (db && shouldRollback) db->rollback();
-  if (db && !shouldRollback) db->commit();
+  transaction.finish(shouldRollback);
 }
 
 std::optional<Error> runInSavePoint(SqDatabase& db, const std::string& name,
                                     const std::function<void(bool* rollback)>& block) {
   Error error;
   if (!db.startSavePointWithName(name, &error)) return error;
-  std::optional<Error> lastFailure;
+  SavePointBracket savePoint(db, name);
   bool rollback = false;
   block(&rollback);
-  if (rollback && !db.rollbackToSavePointWithName(name, &error)) lastFailure = error;
-  if (!db.releaseSavePointWithName(name, &error)) lastFailure = error;
-  return lastFailure;
+  return savePoint.finish(rollback);
 }
 
 }  // namespace kiv

@@ -183,8 +183,7 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
   if (!db || rows.empty()) return;
   const std::lock_guard<std::mutex> writing(writeMutex_);
   // Inside a transaction of the application's, the application commits or rolls back.
-  const bool outermost = db->transactionCounter() == 0;
-  db->beginTransaction();
+  OxTransaction transaction(*db);
   Writer writer(*this, replace);
   const bool observed = observers_->any();
   std::vector<KivChange> changes;
@@ -193,7 +192,7 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
     const std::size_t end = std::min(first + kRowsPerSlice, rows.size());
     db->inDatabase([&](SqDatabase& connection) {
       // A transaction that did not begin (a locked or read-only file) writes nothing.
-      aborted = outermost && !connection.inTransaction();
+      aborted = transaction.outermost() && !connection.inTransaction();
       for (std::size_t i = first; i < end && !aborted; ++i) {
         const RowResult result = writer.write(connection, rows[i]);
         aborted = result == RowResult::kAborted;
@@ -203,20 +202,12 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
       }
     });
   }
-  if (!aborted) {
-    if (db->commitTransaction() || !outermost) {
-      observers_->post(std::move(changes));
-      return;
-    }
-    // The commit failed: what SQLite still holds of the transaction goes.
-    db->inDatabase([&](SqDatabase& connection) {
-      noteFailure(connection);
-      if (connection.inTransaction()) connection.rollback();
-    });
-    return;
+  if (aborted) return;  // the transaction rolls back as it goes
+  if (transaction.commit()) {
+    observers_->post(std::move(changes));
+  } else {
+    db->inDatabase([&](SqDatabase& connection) { noteFailure(connection); });
   }
-  if (outermost) db->rollback();
-  db->commit();  // back to the depth before the write; no transaction is open to commit
 }
 
 void KivStorage::waitUntilBackgroundWritesFinish() {
