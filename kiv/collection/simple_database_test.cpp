@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "kiv/collection/collection_test_support.hpp"
 #include "kiv/collection/db_collection.hpp"
 
@@ -115,6 +117,30 @@ TEST_F(OxSimpleDatabaseTest, SchemaHelpersWriteNamesUnquoted) {
   EXPECT_TRUE(db->drop("t"));
   EXPECT_FALSE(db->drop("t"));
   EXPECT_EQ(sql(), "DROP TABLE t\nDROP TABLE t");
+}
+
+TEST_F(OxSimpleDatabaseTest, ATransactionObjectThatGoesWithoutCommitRollsBackAndRestoresTheCounter) {
+  db->beginTransaction();  // the application's own pair
+  EXPECT_THROW(([&] {
+                 OxTransaction inner(*db);
+                 EXPECT_FALSE(inner.outermost());
+                 throw std::runtime_error("failed");
+               }()),
+               std::runtime_error);
+  EXPECT_EQ(db->transactionCounter(), 1);
+  EXPECT_TRUE(db->commitTransaction());
+  {
+    OxTransaction outer(*db);
+    EXPECT_TRUE(outer.outermost());
+    db->executeUpdate("insert into t values (1)");
+  }
+  EXPECT_EQ(db->transactionCounter(), 0);
+  EXPECT_FALSE(inSqliteTransaction());
+  EXPECT_EQ(onDisk("select count(*) from t"), "0");
+  OxTransaction kept(*db);
+  db->executeUpdate("insert into t values (2)");
+  EXPECT_TRUE(kept.commit());
+  EXPECT_EQ(onDisk("select v from t"), "2");
 }
 
 TEST_F(OxSimpleDatabaseTest, AStatementThatFailsTheSecondTimeIsReportedAsAFailureToPrepare) {

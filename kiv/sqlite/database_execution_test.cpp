@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+
+#include <stdexcept>
 #include <sqlite3.h>
 
 #include "kiv/sqlite/database.hpp"
@@ -130,6 +132,17 @@ TEST_F(SqExecutionTest, ExecuteStatementsRunsBatchesAndReportsRows) {
   EXPECT_FALSE(db->executeUpdate(""));
   EXPECT_FALSE(db->executeQuery("-- nothing")->next());
   EXPECT_TRUE(log.contains("(21: "));
+}
+
+// An exception never crosses SQLite: it fails the statement it came from, logged.
+TEST_F(SqExecutionTest, CallbacksThatThrowFailTheirStatements) {
+  LogCapture log;
+  EXPECT_FALSE(db->executeStatements("select 1", [](const Dictionary&) -> int { throw std::runtime_error("bad row"); }));
+  EXPECT_TRUE(log.has("Kiv: an executeStatements block failed: bad row"));
+  db->makeFunctionNamed("explode", 0, [](sqlite3_context*, int, sqlite3_value**) { throw std::runtime_error("boom"); });
+  EXPECT_FALSE(db->executeUpdate("insert into t (a) values (explode())"));
+  EXPECT_TRUE(log.has("Kiv: an SQL function failed: boom"));
+  EXPECT_EQ(db->lastErrorMessage(), "an SQL function failed: boom");
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <stdexcept>
+
 #include "kiv/testing/test_support.hpp"
 
 namespace kiv {
@@ -89,6 +92,17 @@ TEST_F(SqDatabasePoolTest, CheckInRulesAndRelease) {
   expectCounts(0, 0);
   pool->pushDatabaseBackInPool(held);
   expectCounts(1, 0);
+}
+
+TEST_F(SqDatabasePoolTest, ABlockThatThrowsGivesItsConnectionBackAndCallablesReturnTheirResults) {
+  EXPECT_THROW(pool->inDatabase([](SqDatabase*) { throw std::runtime_error("failed"); }), std::runtime_error);
+  expectCounts(1, 0);
+  EXPECT_EQ(pool->inDatabase([](SqDatabase& db) { return db.intForQuery("select 6 * 7"); }), std::optional<int>(42));
+  pool->setMaximumNumberOfDatabasesToCreate(1);
+  pool->inDatabase([&](SqDatabase*) {
+    EXPECT_EQ(pool->inDatabase([](SqDatabase& db) { return db.intForQuery("select 1"); }), std::nullopt);
+    EXPECT_FALSE(pool->inDatabase([](SqDatabase&) {}));
+  });
 }
 
 TEST_F(SqDatabasePoolTest, TransactionsAndSavePoints) {

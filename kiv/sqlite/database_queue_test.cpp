@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <regex>
+#include <stdexcept>
 
 #include "kiv/testing/test_support.hpp"
 
@@ -79,6 +80,23 @@ TEST_F(SqDatabaseQueueTest, TransactionsCommitUnlessRolledBack) {
                       *rollback = true;
                     }).has_value());
   EXPECT_EQ(sum(), 1);
+}
+
+// A block that throws is undone, and the queue and its connection go on as before.
+TEST_F(SqDatabaseQueueTest, ABlockThatThrowsIsRolledBack) {
+  EXPECT_THROW(queue->inTransaction([](SqDatabase* db, bool*) {
+    db->executeUpdate("insert into t values (8)");
+    throw std::runtime_error("failed midway");
+  }),
+               std::runtime_error);
+  EXPECT_THROW(queue->inSavePoint([](SqDatabase* db, bool*) {
+    db->executeUpdate("insert into t values (16)");
+    throw std::runtime_error("failed midway");
+  }),
+               std::runtime_error);
+  EXPECT_FALSE(queue->inDatabase([](SqDatabase& db) { return db.inTransaction(); }));
+  EXPECT_EQ(sum(), 0);
+  EXPECT_EQ(queue->inDatabase([](SqDatabase& db) { return db.intForQuery("select 1 + 1"); }), 2);
 }
 
 TEST_F(SqDatabaseQueueTest, WarnsAboutResultSetsLeftOpen) {
