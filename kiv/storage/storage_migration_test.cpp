@@ -394,20 +394,6 @@ TEST_F(StorageMigrationTest, AFailedVersionCopyChangesNothingAndIsTriedAgain) {
   EXPECT_EQ(tables(), "kiv_odd_v2\nkiv_record_v2\nkv_version");
 }
 
-TEST_F(StorageMigrationTest, WithTheHooksOffTablesAreDroppedAsBefore) {
-  MigrationMap::keepsSchema = false;
-  MigrationMap::keepsVersion = false;
-  inRelease([&] { writeRecords(path, 20); });
-  Record::stored = {"a", "b", "c"};
-  inRelease([&] { writeRecords(path, 0); });
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v1"), "0");
-  inRelease([&] { writeRecords(path, 20); });
-  MigrationMap::version = 2;
-  inRelease([&] { writeRecords(path, 0); });
-  EXPECT_EQ(tables(), "kiv_record_v2\nkv_version");
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v2"), "0");
-}
-
 // --- Releases killed during a change ---------------------------------------------------------------
 
 // Where a release dies: as its statement-th statement starts, or after `copySteps` of SQLite's
