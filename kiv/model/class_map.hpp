@@ -40,6 +40,8 @@ struct ClassMapHooks {
   Array (*modelsDependOnModel)(const ModelClass& cls);
   Array (*clearTableforClass)(const ModelClass& cls);
   Array (*oldTabels)();
+  bool (*keepsDataOnSchemaChange)(const ModelClass& cls);
+  bool (*keepsDataOnVersionChange)();
 };
 
 class ClassMapClass : public Class {
@@ -56,6 +58,8 @@ class ClassMapClass : public Class {
   Array modelsDependOnModel(const ModelClass& cls) const { return hooks_.modelsDependOnModel(cls); }
   Array clearTableforClass(const ModelClass& cls) const { return hooks_.clearTableforClass(cls); }
   Array oldTabels() const { return hooks_.oldTabels(); }
+  bool kiv_keepsDataOnSchemaChange(const ModelClass& cls) const { return hooks_.keepsDataOnSchemaChange(cls); }
+  bool kiv_keepsDataOnVersionChange() const { return hooks_.keepsDataOnVersionChange(); }
 
   // The class map that a Value holds as its object, or null.
   static const ClassMapClass* fromValue(const Value& value) noexcept;
@@ -85,6 +89,29 @@ class KivClassMap {
   static Array clearTableforClass(const ModelClass& /*cls*/) { return Array(); }
   // The names of obsolete tables to drop: a new empty array on every call.
   static Array oldTabels() { return MutableArray::array(); }
+
+  // Changing your models without losing what is stored (both off by default).
+  //
+  // Whether `cls`'s table keeps its rows when its columns no longer match the class. Off, a
+  // registration drops such a table and creates it afresh. On, it brings the table up to date
+  // in one transaction: a new stored property becomes a new column (ALTER TABLE ... ADD COLUMN;
+  // existing rows leave it unset); a property no longer stored, a column type or key column that
+  // changed make it rebuild the table with the current columns and copy every row's kept columns
+  // (their values as SQLite stores them into the new column types), then re-create the key's
+  // unique index. Types are compared as well as names, and the columns compared are those the
+  // table is made with (a stored name that declares no property is no column). If any step fails,
+  // for instance kept rows that repeat a new key, nothing changes, and one log line names the
+  // table and the reason. Either way, once the table changed, the tables of modelsDependOnModel
+  // are created afresh and those of clearTableforClass emptied.
+  static bool kiv_keepsDataOnSchemaChange(const ModelClass& /*cls*/) { return false; }
+  // Whether a raised (or lowered) kiv_Version keeps the stored models. Off, every table whose
+  // name starts with "kiv" is dropped. On, in one transaction that also writes the new version:
+  // each model table of the version the file was at is copied, with its rows and its key's
+  // unique index, to its name at the new version (to be brought up to date by its class's
+  // registration, as above, where kiv_keepsDataOnSchemaChange allows), the JSON cache table is
+  // kept, and every other "kiv" table is dropped as before. If any step fails, nothing changes
+  // (the version stays, to be tried again at the next registration) and one log line says why.
+  static bool kiv_keepsDataOnVersionChange() { return false; }
 };
 
 namespace detail {
@@ -110,6 +137,8 @@ struct ClassMapAccess {
         [](const ModelClass& cls) { return Value(T::modelsDependOnModel(cls)).asArray(); },
         [](const ModelClass& cls) { return Value(T::clearTableforClass(cls)).asArray(); },
         [] { return Value(T::oldTabels()).asArray(); },
+        [](const ModelClass& cls) { return static_cast<bool>(T::kiv_keepsDataOnSchemaChange(cls)); },
+        [] { return static_cast<bool>(T::kiv_keepsDataOnVersionChange()); },
     };
     if constexpr (declaresClassMaps<T>()) {
       hooks.classMaps = [](const Array& types) { return Value(T::classMaps(types)).asArray(); };

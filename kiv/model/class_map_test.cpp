@@ -19,6 +19,7 @@ class CmAppMap : public KivClassMap {
   static Array modelsDependOnModel(const ModelClass&) {
     return Array{Value(&User::kivClass()), "not a class"};
   }
+  static bool kiv_keepsDataOnSchemaChange(const ModelClass& cls) { return &cls == &User::kivClass(); }
 };
 
 // Inherits classMap from CmAppMap and replaces only what it declares.
@@ -37,6 +38,8 @@ TEST(ClassMapTest, BaseClassAnswersTheDefaults) {
   EXPECT_TRUE(base.classMaps(Array{1, 2, 3}).empty());
   EXPECT_TRUE(base.modelsDependOnModel(User::kivClass()).isAbsent());
   EXPECT_TRUE(base.clearTableforClass(User::kivClass()).isAbsent());
+  EXPECT_FALSE(base.kiv_keepsDataOnSchemaChange(User::kivClass()));
+  EXPECT_FALSE(base.kiv_keepsDataOnVersionChange());
 
   // A fresh, empty, mutable array on every call.
   const Array first = base.oldTabels();
@@ -60,6 +63,9 @@ TEST(ClassMapTest, ClassMapsAsksTheRegisteredClassForEachType) {
   EXPECT_EQ(next.kiv_clearTimeInterval(), 60.0);
   EXPECT_EQ(next.classMap(3), &User::kivClass());
   EXPECT_EQ(next.classMaps(Array{3}), Array{"replaced"});
+  EXPECT_TRUE(next.kiv_keepsDataOnSchemaChange(User::kivClass()));
+  EXPECT_FALSE(next.kiv_keepsDataOnSchemaChange(KivModel::kivClass()));
+  EXPECT_FALSE(next.kiv_keepsDataOnVersionChange());
 }
 
 TEST(ClassMapTest, ApplicationClassMapsAreRecognisedByTheirRecord) {

@@ -4,7 +4,7 @@
 //
 // The table has no key: every save appends a row, and a read returns the first row of the class
 // in table order (normally the oldest save). Its name starts with "kiv", so a change of the schema
-// version drops it with the model tables.
+// version drops it with the model tables, unless the class map keeps data on version changes.
 //
 // Any thread may use a cache; its database work is serialised by the database.
 #ifndef KIV_STORAGE_CACHE_HPP_

@@ -10,9 +10,11 @@
 // per stored property (the lower-cased names of the class chain's kiv_dbStoreProperty that
 // declare a property), the key property as primary key with a unique index, and the column
 // "kiv_update_time", the time of the row's last write in seconds since 1970. A table whose column
-// set no longer matches its class is dropped and created afresh (its rows are lost, there is no
-// migration). The one-row table "kv_version" holds the schema version of the file's tables; when
-// the class map's version differs, every table whose name starts with "kiv" is dropped.
+// set no longer matches its class is dropped and created afresh (its rows are lost). The one-row
+// table "kv_version" holds the schema version of the file's tables; when the class map's version
+// differs, every table whose name starts with "kiv" is dropped. A class map may ask to keep the
+// rows instead (kiv_keepsDataOnSchemaChange, kiv_keepsDataOnVersionChange, class_map.hpp): then
+// stale tables are changed, and a new version's tables copied, each change in one transaction.
 //
 // Memory caches. Each class has a cache of at most 200 models by key value (the value of the
 // property that the class's kiv_key names; the number 42 and the text "42" are different keys),
@@ -97,6 +99,7 @@ class SqDatabase;
 class SqResultSet;
 struct StoredRow;
 class TableSql;
+struct TableDesign;
 
 // The most models a class's memory cache holds.
 inline constexpr std::size_t kKivModelCacheCountLimit = 200;
@@ -245,11 +248,17 @@ class KivStorage {
   String tableName(const ModelClass& cls);
   // Creates the class's table when missing, or re-creates it when its columns differ from
   // dbProperty(): first dropping and re-creating the tables of the classes that depend on it.
-  // Either way then empties the tables that the class map ties to the class.
+  // Either way then empties the tables that the class map ties to the class. Where the class map
+  // keeps the class's data on schema changes, a table whose columns, column types or key differ
+  // from those createTable gives is changed with its rows instead, in one transaction; once it
+  // changed, the tables tied to it are treated as above.
   void ensureTable(const ModelClass& cls);
   // Creates the version table with the current version when missing; when its row holds another
   // version, sets the row to the current one and drops every table whose name starts with "kiv"
-  // (in any letter case). A version table without its row is left as it is.
+  // (in any letter case). Where the class map keeps data on version changes, instead copies the
+  // model tables of the row's version to their names at the current version, keeps the JSON
+  // cache table and drops the other "kiv" tables, all in one transaction with the row's update.
+  // A version table without its row is left as it is.
   void ensureTableVersion();
   // The expected column names: the class chain's stored names in lower case (whether or not
   // they name a property) and "kiv_update_time".
@@ -295,6 +304,19 @@ class KivStorage {
   // How a statement's failure bears on the write it belongs to.
   enum class RowResult { kWritten, kSkipped, kAborted };
   class Writer;
+
+  // --- Table designs (storage_schema.cpp) and schema changes that keep the stored models
+  // (storage_migration.cpp) ---
+  enum class Migration { kUpToDate, kMigrated, kFailed };
+  // The table as createTable makes it for the class.
+  TableDesign tableDesign(std::string_view table, const ModelClass& cls);
+  // Brings the class's existing table to its design in one transaction (see the class map's
+  // kiv_keepsDataOnSchemaChange); a failure is logged and changes nothing.
+  Migration migrateTable(OxDbCollection& table, const ModelClass& cls);
+  // The version change that keeps the models (see the class map's kiv_keepsDataOnVersionChange),
+  // from the file's version `from` to the current one, in one transaction that also writes the
+  // version row; a failure is logged and changes nothing.
+  void keepTablesOfVersion(OxSimpleDatabase& db, std::int64_t from);
 
   HeldTable heldTable(const ModelClass& cls);
   std::int64_t version() const;

@@ -6,6 +6,7 @@
 #include "kiv/foundation/log.hpp"
 #include "kiv/foundation/number.hpp"
 #include "kiv/sqlite/identifier.hpp"
+#include "kiv/storage/internal/table_migration.hpp"
 #include "kiv/storage/storage.hpp"
 
 namespace kiv {
@@ -37,6 +38,13 @@ void KivStorage::ensureTable(const ModelClass& cls) {
   const HeldTable table = heldTable(cls);
   if (!table) return;
   if (table->exists()) {
+    const ClassMapClass* classMap = mapper();
+    if (classMap && classMap->kiv_keepsDataOnSchemaChange(cls)) {
+      if (migrateTable(*table.table, cls) != Migration::kMigrated) return;
+      dropTablesWithClass(cls);
+      clearTablesWithClass(cls);
+      return;
+    }
     if (table->fieldSet() == dbProperty(cls)) return;
     // The class's stored properties changed: the rows cannot be kept.
     dropTablesWithClass(cls);
@@ -63,6 +71,11 @@ void KivStorage::ensureTableVersion() {
   const Ref<OxDbRow> row = versions->findOne("id='1'");
   const bool hasRow = row && !row->dataDict().empty();
   if (hasRow && row->integerForKey("version") == current) return;
+  const ClassMapClass* classMap = mapper();
+  if (hasRow && classMap && classMap->kiv_keepsDataOnVersionChange()) {
+    keepTablesOfVersion(*db, row->integerForKey("version"));
+    return;
+  }
   // Without its row the update changes nothing, and the table stays without a row.
   versions->update("id='1'", Dictionary{{"version", current}});
   if (!hasRow) return;
@@ -94,20 +107,31 @@ PropertyDict KivStorage::valueTypes(const ModelClass& cls) {
   return types;
 }
 
+TableDesign KivStorage::tableDesign(std::string_view table, const ModelClass& cls) {
+  const Value keyName = cls.kiv_key();
+  TableDesign design{std::string(table), {}, {}, keyName.isString() ? lowercase(keyName.stringView()) : std::string()};
+  const PropertyDict types = valueTypes(cls);
+  for (const auto& [name, info] : types) {
+    std::string column = lowercase(name);
+    const bool primaryKey = column == design.key;
+    design.columns.push_back({std::move(column), std::string(columnType(sqliteValueType(*info))), primaryKey});
+  }
+  design.columns.push_back({std::string(kKivUpdateTimeColumn), "TIMESTAMP", false});
+  design.columnList = createSql(types, design.key);
+  return design;
+}
+
 void KivStorage::createTable(OxDbCollection& table, const ModelClass& cls) {
   OxSimpleDatabase* db = table.database();
   if (!db) return;
-  const Value keyName = cls.kiv_key();
-  const std::string key = keyName.isString() ? lowercase(keyName.stringView()) : std::string();
-  const std::string name = sqlIdentifier(table.tableName());
-  if (!db->executeUpdate("CREATE TABLE " + name + " (" + createSql(valueTypes(cls), key) + ");")) {
+  const TableDesign design = tableDesign(table.tableName(), cls);
+  if (!db->executeUpdate(createTableSql(design.table, design.columnList))) {
     log("Kiv: cannot create the table " + table.tableName() + " of the class " + std::string(cls.name()) + ": " +
         db->lastError().message);
   }
   // Without a key the index has no column: the statement is malformed and fails, and the table
   // has no index.
-  db->executeUpdate("CREATE UNIQUE INDEX " + sqlIdentifier("idx_" + table.tableName()) + " ON " + name + "(" +
-                    (key.empty() ? key : sqlIdentifier(key)) + ");");
+  db->executeUpdate(createIndexSql(design.table, design.key));
 }
 
 std::string KivStorage::createSql(const PropertyDict& valueTypes, std::string_view primaeyKey) {

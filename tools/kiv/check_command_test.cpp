@@ -40,6 +40,25 @@ TEST_F(CheckTest, ListsEveryFindingOfKivsOwnConsistency) {
   EXPECT_THAT(runKiv({"check", path}).out, HasSubstr("no version table kv_version\n"));
 }
 
+TEST_F(CheckTest, ReportsTablesThatTheNextRegistrationWouldChange) {
+  writeNotes(3);
+  runSql("ALTER TABLE kiv_note_v3 RENAME COLUMN text TO Text");
+  runSql("CREATE TABLE kiv_plain_v3 (id INTEGER PRIMARY KEY, body TEXT, kiv_update_time REAL)");
+  runSql("CREATE UNIQUE INDEX idx_kiv_plain_v3 ON kiv_plain_v3(id)");
+  runSql("CREATE TABLE kiv_bare_v3 (id INTEGER PRIMARY KEY)");
+  runSql("CREATE UNIQUE INDEX idx_kiv_bare_v3 ON kiv_bare_v3(id)");
+  const KivRun run = runKiv({"check", path});
+  EXPECT_EQ(run.exitCode, 5);
+  EXPECT_EQ(run.out,
+            "kiv_bare_v3: stale (no kiv_update_time column): the next registration of its class creates it afresh, "
+            "its rows lost, or changes it keeping them where the class map keeps data on schema changes\n"
+            "kiv_note_v3: stale (column Text not in lower case): the next registration of its class creates it "
+            "afresh, its rows lost, or changes it keeping them where the class map keeps data on schema changes\n"
+            "kiv_plain_v3: column types that no stored property gets (body TEXT, kiv_update_time REAL): where the "
+            "class map keeps data on schema changes, the next registration of its class rebuilds it with its "
+            "class's types, keeping its rows; otherwise it stays as it is\n");
+}
+
 TEST_F(CheckTest, DamageThatSqliteFindsIsAFinding) {
   writeNotes(2000);
   // Zeroes over the middle of the file: pages of the table's tree are lost.

@@ -15,6 +15,19 @@ namespace {
 
 constexpr const char* kFileHelp = "The Kiv database file (opened read-only unless the command writes)";
 
+// What info and check can tell of how the application's next registration treats a table.
+constexpr const char* kStandingHelp =
+    "Standing of a model table, as far as the file tells (the command does not know the application's\n"
+    "classes, so it cannot see that a class's stored properties changed since its table was made):\n"
+    "  left over      of another version than kv_version holds: the next version change drops it\n"
+    "  stale          no kiv_update_time column, or a column name with capitals: the next registration\n"
+    "                 of its class creates it afresh (rows lost), or changes it keeping its rows where\n"
+    "                 the class map keeps data on schema changes\n"
+    "  unusual types  column types no stored property gets: where the class map keeps data on schema\n"
+    "                 changes, the next registration rebuilds it with its class's types, rows kept\n"
+    "A version change drops the tables of the file's version, or copies them to the new version where\n"
+    "the class map keeps data on version changes.";
+
 struct Options {
   InfoOptions info;
   RowsOptions rows;
@@ -35,6 +48,7 @@ CLI::App* addInfo(CLI::App& app, Options& options) {
   CLI::App* info = app.add_subcommand("info", "What the file holds: SQLite facts, schema version, model tables, JSON cache");
   info->add_option("FILE", options.info.file, kFileHelp)->required();
   info->add_flag("--json", options.info.json, "Print one JSON document instead of text");
+  info->footer(kStandingHelp);
   return info;
 }
 
@@ -62,6 +76,7 @@ CLI::App* addCheck(CLI::App& app, Options& options) {
   CLI::App* check = app.add_subcommand(
       "check", "SQLite's integrity checks and Kiv's own consistency (exit 5 with the findings)");
   check->add_option("FILE", options.check.file, kFileHelp)->required();
+  check->footer(kStandingHelp);
   return check;
 }
 

@@ -162,6 +162,7 @@ Value tableJson(const TableReport& report) {
                     {"class", text(table.parsed.className)},
                     {"version", table.parsed.version},
                     {"standing", standingName(table.standing)},
+                    {"standing_reason", table.reason.empty() ? Value::null() : text(table.reason)},
                     {"columns", columns},
                     {"key", table.shape.keyColumn.empty() ? Value::null() : text(table.shape.keyColumn)},
                     {"unique_index", table.shape.hasUniqueIndex},

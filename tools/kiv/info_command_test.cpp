@@ -56,5 +56,19 @@ TEST_F(InfoTest, TellsTablesLeftOverFromAnotherVersionAndTablesThatAreNotKivs) {
   EXPECT_THAT(run.out, HasSubstr("\nother tables odd\"name'\n"));
 }
 
+TEST_F(InfoTest, TellsTablesThatTheNextRegistrationWouldChange) {
+  writeNotes(1);
+  runSql("ALTER TABLE kiv_note_v3 DROP COLUMN kiv_update_time");
+  KivRun run = runKiv({"info", path});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("\nkiv_note_v3\n  class      note, version 3\n  standing   stale (no kiv_update_time "
+                                 "column): the next registration of its class creates it afresh, its rows lost, or "
+                                 "changes it keeping them where the class map keeps data on schema changes\n"));
+  run = runKiv({"info", "--json", path});
+  const Dictionary table = parseJSON(run.out).asDictionary()["model_tables"].asArray()[0].asDictionary();
+  EXPECT_EQ(table["standing"].description(), "stale");
+  EXPECT_EQ(table["standing_reason"].description(), "no kiv_update_time column");
+}
+
 }  // namespace
 }  // namespace kiv::cli::testing

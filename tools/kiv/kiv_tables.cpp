@@ -1,5 +1,6 @@
 #include "tools/kiv/kiv_tables.hpp"
 
+#include <algorithm>
 #include <charconv>
 
 namespace kiv::cli {
@@ -38,9 +39,41 @@ SchemaVersion readSchemaVersion(const DatabaseFile& file) {
   return schemaVersion;
 }
 
-TableStanding standingOf(const ModelTableName& name, const SchemaVersion& schemaVersion) {
-  if (schemaVersion.version && *schemaVersion.version != name.version) return TableStanding::kLeftOver;
-  return TableStanding::kCurrent;
+// The column types that Kiv gives stored properties.
+bool isKivColumnType(std::string_view type) {
+  for (const std::string_view kivType : {"BOOL", "INTEGER", "FLOAT", "DOUBLE", "VARCHAR(50)", "VARCHAR(20)", "TIMESTAMP"}) {
+    if (type == kivType) return true;
+  }
+  return false;
+}
+
+void appendReason(std::string& reasons, std::string_view reason) {
+  reasons.append(reasons.empty() ? "" : "; ").append(reason);
+}
+
+// Sets the table's standing and its reason.
+void judge(ModelTable& table, const SchemaVersion& schemaVersion) {
+  if (schemaVersion.version && *schemaVersion.version != table.parsed.version) {
+    table.standing = TableStanding::kLeftOver;
+    return;
+  }
+  std::string stale;
+  std::string unusual;
+  if (!table.shape.hasUpdateTime) appendReason(stale, "no " + std::string(kUpdateTimeColumn) + " column");
+  for (const Column& column : table.shape.columns) {
+    if (std::any_of(column.name.begin(), column.name.end(), [](char c) { return c >= 'A' && c <= 'Z'; })) {
+      appendReason(stale, "column " + column.name + " not in lower case");
+    }
+    const bool unusualType = column.name == kUpdateTimeColumn ? column.type != "TIMESTAMP" : !isKivColumnType(column.type);
+    if (unusualType) unusual.append(unusual.empty() ? "" : ", ").append(column.name + " " + column.type);
+  }
+  if (!stale.empty()) {
+    table.standing = TableStanding::kStale;
+    table.reason = std::move(stale);
+  } else if (!unusual.empty()) {
+    table.standing = TableStanding::kUnusualTypes;
+    table.reason = std::move(unusual);
+  }
 }
 
 }  // namespace
@@ -77,13 +110,31 @@ TableShape tableShape(const DatabaseFile& file, std::string_view table) {
 }
 
 std::string_view standingName(TableStanding standing) {
-  return standing == TableStanding::kCurrent ? "current" : "left over";
+  switch (standing) {
+    case TableStanding::kCurrent:
+      return "current";
+    case TableStanding::kStale:
+      return "stale";
+    case TableStanding::kUnusualTypes:
+      return "unusual types";
+    case TableStanding::kLeftOver:
+      return "left over";
+  }
+  return {};
 }
 
 std::string describeStanding(const ModelTable& table, const SchemaVersion& schemaVersion) {
   switch (table.standing) {
     case TableStanding::kCurrent:
       return {};
+    case TableStanding::kStale:
+      return "stale (" + table.reason +
+             "): the next registration of its class creates it afresh, its rows lost, or changes it keeping them "
+             "where the class map keeps data on schema changes";
+    case TableStanding::kUnusualTypes:
+      return "column types that no stored property gets (" + table.reason +
+             "): where the class map keeps data on schema changes, the next registration of its class rebuilds it "
+             "with its class's types, keeping its rows; otherwise it stays as it is";
     case TableStanding::kLeftOver:
       return "left over from version " + std::to_string(table.parsed.version) + "; the file is at version " +
              std::to_string(schemaVersion.version.value_or(0)) + " (the next version change drops it)";
@@ -97,9 +148,10 @@ KivTables readKivTables(const DatabaseFile& file) {
   for (const Dictionary& row : file.query("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")) {
     std::string name = textOf(row["name"]);
     if (std::optional<ModelTableName> parsed = parseModelTableName(name)) {
-      const TableStanding standing = standingOf(*parsed, tables.schemaVersion);
       TableShape shape = tableShape(file, name);
-      tables.modelTables.push_back({std::move(name), std::move(*parsed), std::move(shape), standing});
+      ModelTable table{std::move(name), std::move(*parsed), std::move(shape), TableStanding::kCurrent, {}};
+      judge(table, tables.schemaVersion);
+      tables.modelTables.push_back(std::move(table));
     } else if (name == kCacheTable) {
       tables.hasCacheTable = true;
     } else if (name != kVersionTable && !name.starts_with("sqlite_")) {

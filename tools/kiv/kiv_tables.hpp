@@ -49,12 +49,29 @@ struct TableShape {
 
 TableShape tableShape(const DatabaseFile& file, std::string_view table);
 
-// How a model table stands against the file's schema version. This is the one place that judges
-// a table, for info and check alike; a new way in which the next registration would treat a table
-// becomes a new standing here.
+// How a model table stands against the file's schema version and against what a registration
+// of its class leaves, as far as the file alone tells: the command does not know the
+// application's classes, so a class whose stored properties changed since its table was made goes
+// unnoticed. This is the one place that judges a table, for info and check alike; a new way in
+// which the next registration would treat a table becomes a new standing here.
+//
+// Whatever their standing, a version change drops the tables of the file's version, or copies
+// them to the new version where the class map keeps data on version changes.
 enum class TableStanding {
-  kCurrent,   // of the file's version, or the file has none to compare with
-  kLeftOver,  // of another version: no registration uses it, a version change drops it
+  // Of the file's version (or the file has none to compare with) and as Kiv makes its tables.
+  kCurrent,
+  // Of the file's version, but no registration of its class keeps it as it is: it lacks
+  // "kiv_update_time" or has a column name with capitals (Kiv's columns are in lower case). The
+  // next registration creates it afresh, its rows lost, or changes it keeping them where the
+  // class map keeps data on schema changes.
+  kStale,
+  // Of the file's version, with column types that no stored property gets (Kiv's are BOOL,
+  // INTEGER, FLOAT, DOUBLE, VARCHAR(50), VARCHAR(20) and TIMESTAMP for kiv_update_time too).
+  // Where the class map keeps data on schema changes, the next registration rebuilds it with its
+  // class's types, keeping its rows; otherwise it stays.
+  kUnusualTypes,
+  // Of another version: no registration uses it, the next version change drops it.
+  kLeftOver,
 };
 
 struct ModelTable {
@@ -62,6 +79,9 @@ struct ModelTable {
   ModelTableName parsed;
   TableShape shape;
   TableStanding standing = TableStanding::kCurrent;
+  // For kStale and kUnusualTypes, what makes it so, as "no kiv_update_time column; column Title
+  // not in lower case" or "title TEXT, seen REAL".
+  std::string reason;
 };
 
 // The "kv_version" table: missing, present without its row, or present with a version.
@@ -70,7 +90,7 @@ struct SchemaVersion {
   std::optional<std::int64_t> version;  // the row's version
 };
 
-// "current", "left over".
+// "current", "stale", "unusual types", "left over".
 std::string_view standingName(TableStanding standing);
 // The standing in words, such as "left over from version 2; the file is at version 3 (the next
 // version change drops it)"; empty for a current table.
