@@ -139,6 +139,13 @@ struct ValueAccess {
   static std::int64_t rawInt(const Value& v) noexcept { return v.rawInt(); }
   static std::uint64_t rawUnsigned(const Value& v) noexcept { return v.rawUnsigned(); }
   static double rawDouble(const Value& v) noexcept { return v.rawDouble(); }
+  // Word 0 or 1 of the value's 16 bytes. Two values with equal words are identical: the same
+  // inline payload, or the same heap object.
+  static std::uint64_t rawWord(const Value& v, int i) noexcept {
+    std::uint64_t w;
+    std::memcpy(&w, v.raw_ + 8 * i, sizeof w);
+    return w;
+  }
   static unsigned char tag(const Value& v) noexcept { return v.tag(); }
   static Value adopt(unsigned char tag, const void* heapObject) noexcept {
     return Value::adoptHeap(static_cast<Value::Tag>(tag), heapObject);
