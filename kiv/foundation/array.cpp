@@ -43,8 +43,12 @@ Array Array::fromVector(std::vector<Value> elements) {
 }
 
 const Array& Array::emptyArray() {
-  // Never destroyed, so that it serves code that runs at exit too.
-  static const Array* empty = new Array(arrayOf<const Value*>(nullptr, nullptr, false));
+  // Immortal, so that it serves code that runs at exit too and copies touch no count.
+  static const Array* empty = [] {
+    detail::HeapArray* a = detail::HeapArray::make(0, false);
+    a->refs.store(detail::HeapBase::kImmortal, std::memory_order_relaxed);
+    return new Array(ValueAccess::adopt(ValueAccess::kArrayTag, a).asArray());
+  }();
   return *empty;
 }
 

@@ -169,8 +169,12 @@ HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bo
 Dictionary::Dictionary(std::initializer_list<Pair> pairs) : Dictionary(adopt(heapFromPairs(pairs, false))) {}
 
 const Dictionary& Dictionary::emptyDictionary() {
-  // Never destroyed, so that it serves code that runs at exit too.
-  static const Dictionary* empty = new Dictionary(adopt(HeapDictionary::make(0, false)));
+  // Immortal, so that it serves code that runs at exit too and copies touch no count.
+  static const Dictionary* empty = [] {
+    HeapDictionary* d = HeapDictionary::make(0, false);
+    d->refs.store(detail::HeapBase::kImmortal, std::memory_order_relaxed);
+    return new Dictionary(adopt(d));
+  }();
   return *empty;
 }
 

@@ -171,8 +171,8 @@ Value Value::adoptHeap(Tag tag, const void* heapObject) noexcept {
 void Value::retainHeap() const noexcept {
   if (tag() == kObjectTag) {
     object()->retain();
-  } else {
-    heap()->refs.fetch_add(1, std::memory_order_relaxed);
+  } else if (detail::HeapBase* h = heap(); h->refs.load(std::memory_order_relaxed) != detail::HeapBase::kImmortal) {
+    h->refs.fetch_add(1, std::memory_order_relaxed);
   }
 }
 
@@ -183,10 +183,9 @@ void Value::releaseHeap() noexcept {
   }
   detail::HeapBase* h = heap();
   // A sole owner needs no read-modify-write: nobody else can add a reference to it.
-  if (h->refs.load(std::memory_order_acquire) != 1 &&
-      h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
-    return;
-  }
+  const std::uint32_t refs = h->refs.load(std::memory_order_acquire);
+  if (refs == detail::HeapBase::kImmortal) return;
+  if (refs != 1 && h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   switch (tag()) {
     case kHeapStringTag:
     case kDataTag: detail::HeapBytes::destroy(static_cast<detail::HeapBytes*>(h)); break;

@@ -60,6 +60,10 @@ namespace detail {
 // The header of every heap payload but objects: a reference count and, for arrays and
 // dictionaries, whether they are mutable.
 struct HeapBase {
+  // A payload shared by the whole process for its whole life (the empty immutable containers)
+  // holds this count, which copies and releases leave alone.
+  static constexpr std::uint32_t kImmortal = 0xFFFFFFFF;
+
   std::atomic<std::uint32_t> refs{1};
   bool isMutable = false;
 };
