@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "kiv/foundation/value_heap.hpp"
+#include "kiv/mapping/nesting_guard.hpp"
 
 namespace kiv {
 namespace {
@@ -32,10 +33,13 @@ void setPlainKey(const MutableDictionary& receiver, const Value& value, std::str
   if (existing.isAbsent()) {
     receiver.setObject(value, key);
   } else if (existing.isDictionary() && value.isDictionary()) {
+    const NestingGuard nesting;  // a dictionary that holds itself would merge without end
+    if (nesting.tooDeep()) return;
     const MutableDictionary nested = existing.asMutableDictionary();
-    for (const DictionaryEntry& e : value.asDictionary()) {
-      kiv_setValue(nested, e.value, e.key.view());
-    }
+    // The writes may grow the merged dictionary itself (when it is, or is inside, `nested`):
+    // merge the pairs it held when the write began.
+    const Dictionary pairs = value.isMutable() ? value.asDictionary().copy() : value.asDictionary();
+    for (const DictionaryEntry& e : pairs) kiv_setValue(nested, e.value, e.key.view());
   } else if (sameKind(existing, value)) {
     receiver.setObject(value, key);
   }

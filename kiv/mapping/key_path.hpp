@@ -25,8 +25,10 @@ const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPat
 // Writes the value at the key path, changing the receiver and dictionaries nested in it in
 // place. An absent value does nothing; the null is written.
 // - Plain key: stored when the key has no entry; when both the entry and the value are
-//   dictionaries, the value's pairs are written into the entry one by one (their keys are key
-//   paths too), so dictionaries merge; otherwise the entry is replaced only when it has the
+//   dictionaries, the value's pairs, as they are when the write begins, are written into the entry
+//   one by one (their keys are key paths too), so dictionaries merge (the value may be the entry
+//   itself, which the writes then grow; merges nested deeper than kMaxJSONDepth, which only a
+//   dictionary that holds itself reaches, stop there); otherwise the entry is replaced only when it has the
 //   value's kind (numbers and booleans are different kinds), so a write never changes the kind
 //   of an existing entry.
 // - Dotted path: the first component's entry is created as a new mutable dictionary when it is
