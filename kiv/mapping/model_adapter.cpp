@@ -76,6 +76,53 @@ Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const Diction
   return model;
 }
 
+const JSONReadPlan& KivModelAdapter::readPlanFor(const ModelClass& cls) {
+  static auto* cache = new ClassCache<JSONReadPlan>();  // lives for the process
+  if (const JSONReadPlan* cached = cache->objectForKey(cls)) return *cached;
+  std::vector<const PropertyMapping*> levels;
+  forEachModelLevel(cls, [&](const ModelClass& level) { levels.push_back(&propertyMappingFor(level)); });
+  return cache->insert(cls, makeRef<JSONReadPlan>(levels));
+}
+
+Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const JSONElement& json) {
+  if (!json.isDictionary() || json.count() == 0) return nullptr;
+  if (cls.overridesFinishedModel()) return modelOfClass(cls, json.value().asDictionary());
+  const NestingGuard nesting;
+  if (nesting.tooDeep()) return nullptr;
+  Ref<KivModel> model = cls.create();
+  if (!model) return nullptr;
+  readPlanFor(cls).fill(*model, json);
+  return model;
+}
+
+Ref<KivModel> KivModelAdapter::modelOfClassFromJSONText(const ModelClass& cls, std::string_view text) {
+  const JSONDocument document(text);
+  return modelOfClass(cls, document.root());
+}
+
+namespace {
+
+Array modelsOfArray(const ModelClass& cls, const JSONElement& array) {
+  if (!array.isArray()) return Array();
+  std::vector<Value> models;
+  models.reserve(array.count());
+  array.forEachElement([&](const JSONElement& e) { models.emplace_back(KivModelAdapter::modelOfClass(cls, e)); });
+  return Array::fromVector(std::move(models));
+}
+
+}  // namespace
+
+Array KivModelAdapter::modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text) {
+  const JSONDocument document(text);
+  return modelsOfArray(cls, document.root());
+}
+
+Array KivModelAdapter::modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text,
+                                                 std::string_view keyPath) {
+  const JSONDocument document(text);
+  return modelsOfArray(cls, kiv_valueForKey(document.root(), keyPath));
+}
+
 MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model) {
   if (!model) return MutableDictionary();
   const NestingGuard nesting;
