@@ -1,21 +1,28 @@
-// JSONReadPlan: how a model class reads its mapped properties straight from an object of a parsed
-// JSON document, built by KivModelAdapter from the class chain's PropertyMappings.
+// JSONReadPlan: how a model class reads its mapped properties from a JSON object, a dictionary or
+// an object of a parsed document, built by KivModelAdapter from the class chain's
+// PropertyMappings.
 //
-// Filling a model from an object walks the object's fields once, keeping the last value of each
-// key that starts a mapped key path, and then sets the properties in the order of the dictionary
-// path (levels from the class up, records in mapping order), each from the element that
-// kiv_valueForKey would find. So a model filled from an object equals the model filled from the
-// object's dictionary, while the unmapped fields are never turned into Values.
+// Filling a model sets the properties in the defined order (levels from the class up, records in
+// mapping order), each from the value that kiv_valueForKey finds at its key path. An object of a
+// document, which has no index, is walked once, keeping the last value of each key that starts a
+// mapped path (a table of those keys rejects most other keys without comparing their bytes). So
+// a model filled from an object of a document equals the model filled from the object's
+// dictionary, and the unmapped fields of a document are never turned into Values. A dictionary's
+// entry is looked for first where the last dictionary read held it, and otherwise by its key with
+// the key's hash computed once for the class.
 //
 // Immutable once built; the records it points to live in the process-wide property cache.
 #ifndef KIV_MAPPING_JSON_READ_PLAN_HPP_
 #define KIV_MAPPING_JSON_READ_PLAN_HPP_
 
 #include <cstddef>
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <vector>
 
+#include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/json_document.hpp"
 #include "kiv/foundation/object.hpp"
 #include "kiv/foundation/string.hpp"
@@ -32,6 +39,7 @@ class JSONReadPlan : public Object {
 
   // Sets the model's mapped properties from the object's fields.
   void fill(KivModel& model, const JSONElement& object) const;
+  void fill(KivModel& model, const Dictionary& object) const;
 
  private:
   // One record to set: the key its path starts with (an index into firstKeys_) and the rest of
@@ -43,13 +51,34 @@ class JSONReadPlan : public Object {
     bool dotted;
   };
 
+  // A slot of the table of first keys: the key's length, its first 8 bytes (zero-filled) and its
+  // index in firstKeys_ + 1 (0 for an empty slot), so that a lookup compares bytes only for keys
+  // longer than 8 whose length and first 8 bytes match.
+  struct Slot {
+    std::uint64_t prefix = 0;
+    std::uint32_t size = 0;
+    std::uint32_t index = 0;
+  };
+
   // The index of the key among firstKeys_, or -1.
   std::ptrdiff_t firstKeyIndex(std::string_view key) const noexcept;
-  static std::size_t bucketOf(std::string_view key, std::size_t mask) noexcept;
+
+  // Sets each step's property from the value at its key path, given by firstValue(i) the value
+  // of first key i (a JSONElement or a Value).
+  template <class FirstValue>
+  void setSteps(KivModel& model, FirstValue&& firstValue) const;
+
+  // The entry of first key i in a dictionary, or absent.
+  const Value& firstValue(const Dictionary& object, std::size_t i) const noexcept;
 
   std::vector<String> firstKeys_;
-  // An open-addressing table of firstKeys_ indexes + 1 (0 is empty), by a cheap hash of the key.
-  std::vector<std::uint32_t> buckets_;
+  std::vector<std::uint64_t> firstKeyHashes_;  // Dictionary::keyHash() of each
+  // Where each first key was found in the last dictionary read: dictionaries of one kind usually
+  // hold their keys in the same order, so a lookup mostly compares one key. Only a guess: any
+  // thread may overwrite it.
+  mutable std::unique_ptr<std::atomic<std::uint32_t>[]> positionHints_;
+  std::vector<Slot> slots_;  // open addressing; the count is a power of two
+  int shift_ = 0;            // 64 - log2 of the slot count
   std::vector<Step> steps_;
 };
 

@@ -98,6 +98,10 @@ const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPat
   return *walk(&static_cast<const Value&>(receiver), keyPath);
 }
 
+const Value& kiv_valueForRestOfKeyPath(const Value& entry, std::string_view restOfPath) {
+  return *walk(&entry, restOfPath);
+}
+
 JSONElement kiv_valueForKey(const JSONElement& receiver, std::string_view keyPath) {
   if (keyPath.find('.') == std::string_view::npos) return receiver.fieldValue(keyPath);
   return walk(receiver, keyPath);

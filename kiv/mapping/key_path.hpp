@@ -22,11 +22,12 @@ namespace kiv {
 // null as soon as a step meets a null (callers rely on seeing it). The reference lives as long
 // as the receiver and its nested dictionaries do, unchanged.
 const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPath);
+// The rest of the walk for a dotted path: from `entry`, the receiver's entry for the path's first
+// component, through the components of `restOfPath`, the path after its first ".".
+const Value& kiv_valueForRestOfKeyPath(const Value& entry, std::string_view restOfPath);
 // The same over a parsed document: the element that the Values of the receiver would give, read
 // in place (a null element when the walk meets a null, absent when it finds nothing).
 JSONElement kiv_valueForKey(const JSONElement& receiver, std::string_view keyPath);
-// The rest of that walk for a dotted path: from `entry`, the receiver's entry for the path's
-// first component, through the components of `restOfPath`, the path after its first ".".
 JSONElement kiv_valueForRestOfKeyPath(const JSONElement& entry, std::string_view restOfPath);
 
 // Writes the value at the key path, changing the receiver and dictionaries nested in it in

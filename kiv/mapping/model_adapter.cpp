@@ -8,12 +8,6 @@ namespace kiv {
 
 namespace {
 
-void fillLevel(KivModel& model, const PropertyMapping& mapping, const Dictionary& json) {
-  for (const PropertyMapping::Entry& entry : mapping) {
-    entry.record->setJSONValue(model, kiv_valueForKey(json, entry.keyPath.view()));
-  }
-}
-
 void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
   for (const PropertyMapping::Entry& entry : mapping) {
     Value value = entry.record->JSONValue(model);
@@ -69,9 +63,7 @@ Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const Diction
   if (nesting.tooDeep()) return nullptr;
   Ref<KivModel> model = cls.create();
   if (!model) return nullptr;
-  forEachModelLevel(cls, [&](const ModelClass& level) {
-    fillLevel(*model, propertyMappingFor(level), json);
-  });
+  readPlanFor(cls).fill(*model, json);
   cls.kiv_finishedModel(*model, json);
   return model;
 }
