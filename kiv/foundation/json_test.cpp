@@ -184,6 +184,24 @@ TEST(JSONWriteTest, NumbersKeepTheirKindAndStringsAreEscaped) {
   EXPECT_EQ((Array{std::string("a\0b", 3)}).LxJSON2StringNilOptions().str(), "[\"a\\u0000b\"]");
 }
 
+TEST(JSONWriteTest, StringsMustBeUTF8) {
+  const char* valid[] = {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
+                         "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E, and ASCII after"};
+  for (const char* text : valid) {
+    const String json = Array{text}.LxJSON2StringNilOptions();
+    EXPECT_EQ(json.str(), "[\"" + std::string(text) + "\"]");
+    EXPECT_EQ(parseJSON(json.view()).asArray()[0].stringView(), text);
+  }
+  const char* invalid[] = {"\x80",         "\xC0\x80",         "\xC1\xBF",         "\xC2",          "\xC2\x41",
+                           "\xE0\x80\x80",   "\xE0\x9F\xBF",     "\xED\xA0\x80",     "\xE3\x81",      "\xF0\x80\x80\x80",
+                           "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF0\x90\x80", "\xFE"};
+  for (const char* bytes : invalid) {
+    for (const std::string& text : {std::string(bytes), "long enough ASCII first " + std::string(bytes) + " and after"}) {
+      EXPECT_EQ(Array{text}.LxJSON2StringNilOptions().str(), "[]") << text;
+    }
+  }
+}
+
 TEST(JSONWriteTest, ValuesWithoutJSONFormFailTheWholeWrite) {
   EXPECT_EQ((Array{Value::date(0)}).LxJSON2String().str(), "[]");
   EXPECT_EQ((Array{1, Array{Value::date(0)}}).LxJSON2StringNilOptions().str(), "[]");

@@ -119,7 +119,9 @@ MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model
   if (!model) return MutableDictionary();
   const NestingGuard nesting;
   if (nesting.tooDeep()) return MutableDictionary();
-  const MutableDictionary out = MutableDictionary::dictionary();
+  std::size_t mapped = 0;
+  forEachModelLevel(model->modelClass(), [&](const ModelClass& level) { mapped += propertyMappingFor(level).count(); });
+  const MutableDictionary out = MutableDictionary::dictionary(mapped);  // room for every plain key path
   forEachModelLevel(model->modelClass(), [&](const ModelClass& level) {
     writeLevel(out, propertyMappingFor(level), *model);
   });
