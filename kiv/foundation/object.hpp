@@ -38,7 +38,10 @@ class Object {
 
   void retain() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
   void release() const noexcept {
-    if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    // A sole owner needs no read-modify-write: nobody else can add a reference to it.
+    if (refs_.load(std::memory_order_acquire) == 1 || refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete this;
+    }
   }
   // The number of references; for tests and diagnostics only.
   std::uint32_t retainCount() const noexcept { return refs_.load(std::memory_order_relaxed); }
@@ -70,6 +73,13 @@ class Ref {
   Ref& operator=(Ref other) noexcept {
     std::swap(ptr_, other.ptr_);
     return *this;
+  }
+
+  // Takes over a reference that was given up with detach(), without adding one.
+  static Ref adopt(T* object) noexcept {
+    Ref r;
+    r.ptr_ = object;
+    return r;
   }
 
   // Makes a new T and returns the first reference to it.

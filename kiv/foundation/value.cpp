@@ -154,9 +154,12 @@ Value Value::data(const void* bytes, std::size_t size) {
   return adoptHeap(kDataTag, detail::HeapBytes::make(bytes, size));
 }
 
-Value::Value(const Object* object) noexcept : raw_{} {
+Value::Value(const Object* object) noexcept : Value(AdoptObject{}, object) {
+  if (object) object->retain();
+}
+
+Value::Value(AdoptObject, const Object* object) noexcept : raw_{} {
   if (!object) return;
-  object->retain();
   std::memcpy(raw_, &object, sizeof object);
   raw_[kTagByte] = kObjectTag;
 }

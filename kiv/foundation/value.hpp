@@ -126,6 +126,9 @@ class Value {
   // A model object (or any Object); a null reference gives absent.
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
   Value(const Ref<T>& object) noexcept : Value(static_cast<const Object*>(object.get())) {}
+  // The same, taking over the reference.
+  template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
+  Value(Ref<T>&& object) noexcept : Value(AdoptObject{}, static_cast<const Object*>(object.detach())) {}
   explicit Value(const Object* object) noexcept;
 
   Value(const Value& other) noexcept : raw_{} {
@@ -326,6 +329,9 @@ class Value {
   }
   // Takes over one reference to the heap object.
   static Value adoptHeap(Tag tag, const void* heapObject) noexcept;
+  // Takes over one reference to the object (none for a null pointer).
+  struct AdoptObject {};
+  Value(AdoptObject, const Object* object) noexcept;
   std::int64_t rawInt() const noexcept {
     std::int64_t v;
     std::memcpy(&v, raw_, sizeof v);

@@ -110,7 +110,7 @@ inline Ref<KivModel> kiv_modelFromDictionary(const ModelClass& cls, const Dictio
 template <class T>
 Ref<T> kiv_modelFromDictionary(const Dictionary& json) {
   // The model was made by T's own record, so it is a T.
-  return Ref<T>(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).get()));
+  return Ref<T>::adopt(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).detach()));
 }
 // modelsOfClassFromJSONText() for the model class T, typed:
 // kiv_modelsFromJSONText<Status>(responseText, "statuses").
