@@ -7,15 +7,17 @@ namespace kiv {
 namespace detail {
 
 HeapArray* HeapArray::make(std::size_t capacity, bool isMutable) {
-  void* block = ::operator new(sizeof(HeapArray) + capacity * sizeof(Value));
-  auto* a = new (block) HeapArray(capacity);
+  const Block block = allocateBlock(sizeof(HeapArray) + capacity * sizeof(Value));
+  auto* a = new (block.memory) HeapArray(capacity);
   a->isMutable = isMutable;
+  a->sizeClass = block.sizeClass;
   return a;
 }
 
 void HeapArray::destroy(HeapArray* a) noexcept {
+  const std::uint8_t sizeClass = a->sizeClass;
   a->~HeapArray();
-  ::operator delete(a);
+  freeBlock(a, sizeClass);
 }
 
 }  // namespace detail

@@ -127,15 +127,17 @@ HeapDictionary::HeapDictionary(std::size_t capacity)
 HeapDictionary::~HeapDictionary() { delete index.load(std::memory_order_relaxed); }
 
 HeapDictionary* HeapDictionary::make(std::size_t capacity, bool isMutable) {
-  void* block = ::operator new(sizeof(HeapDictionary) + capacity * sizeof(DictionaryEntry));
-  auto* d = new (block) HeapDictionary(capacity);
+  const Block block = allocateBlock(sizeof(HeapDictionary) + capacity * sizeof(DictionaryEntry));
+  auto* d = new (block.memory) HeapDictionary(capacity);
   d->isMutable = isMutable;
+  d->sizeClass = block.sizeClass;
   return d;
 }
 
 void HeapDictionary::destroy(HeapDictionary* d) noexcept {
+  const std::uint8_t sizeClass = d->sizeClass;
   d->~HeapDictionary();
-  ::operator delete(d);
+  freeBlock(d, sizeClass);
 }
 
 HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bool isMutable) {

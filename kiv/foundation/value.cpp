@@ -53,10 +53,11 @@ void Object::setValue(const Value&, std::string_view) {}
 namespace detail {
 
 HeapBytes* HeapBytes::make(const void* bytes, std::size_t size) {
-  void* block = std::malloc(sizeof(HeapBytes) + size);
-  if (!block) throw std::bad_alloc();
-  if (size) std::memcpy(static_cast<char*>(block) + sizeof(HeapBytes), bytes, size);
-  return adoptBlock(block, size);
+  const Block block = allocateBlock(sizeof(HeapBytes) + size);
+  if (size) std::memcpy(static_cast<char*>(block.memory) + sizeof(HeapBytes), bytes, size);
+  HeapBytes* b = adoptBlock(block.memory, size);
+  b->sizeClass = block.sizeClass;
+  return b;
 }
 
 HeapBytes* HeapBytes::adoptBlock(void* block, std::size_t size) noexcept {
@@ -66,8 +67,9 @@ HeapBytes* HeapBytes::adoptBlock(void* block, std::size_t size) noexcept {
 }
 
 void HeapBytes::destroy(HeapBytes* b) noexcept {
+  const std::uint8_t sizeClass = b->sizeClass;
   b->~HeapBytes();
-  std::free(b);
+  freeBlock(b, sizeClass);
 }
 
 }  // namespace detail

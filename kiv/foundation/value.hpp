@@ -66,6 +66,8 @@ struct HeapBase {
 
   std::atomic<std::uint32_t> refs{1};
   bool isMutable = false;
+  // The size class of the payload's block (see allocateBlock()); 0 for a block of another size.
+  std::uint8_t sizeClass = 0;
 };
 
 // Bytes of a string or of data, allocated in one block with the header.
