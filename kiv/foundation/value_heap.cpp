@@ -84,12 +84,17 @@ struct ThreadBlocks {
 };
 thread_local ThreadBlocks threadBlocks{};
 
+// Gives every kept block back to the C library.
+void releaseThreadBlocks() noexcept {
+  for (void*& list : threadBlocks.lists) {
+    while (list) std::free(std::exchange(list, *static_cast<void**>(list)));
+  }
+  threadBlocks.bytes = 0;
+}
+
 struct ThreadBlocksCloser {
   ~ThreadBlocksCloser() {
-    for (void*& list : threadBlocks.lists) {
-      while (list) std::free(std::exchange(list, *static_cast<void**>(list)));
-    }
-    threadBlocks.bytes = 0;
+    releaseThreadBlocks();
     threadBlocks.closed = true;
   }
 };
@@ -118,8 +123,10 @@ Block allocateBlock(std::size_t bytes) {
 
 void freeBlock(void* memory, std::uint8_t sizeClass) noexcept {
   const std::size_t bytes = std::size_t{sizeClass} * kClassBytes;
-  if (KIV_CACHE_BLOCKS && sizeClass != 0 && !threadBlocks.closed && threadBlocks.bytes + bytes <= kThreadCacheBytes) {
+  if (KIV_CACHE_BLOCKS && sizeClass != 0 && !threadBlocks.closed) {
     static_cast<void>(&threadBlocksCloser);  // gives the thread's blocks back when it ends
+    // A full cache holds the blocks of earlier work: it starts again with the current one.
+    if (threadBlocks.bytes + bytes > kThreadCacheBytes) releaseThreadBlocks();
     *static_cast<void**>(memory) = threadBlocks.lists[sizeClass];
     threadBlocks.lists[sizeClass] = memory;
     threadBlocks.bytes += bytes;

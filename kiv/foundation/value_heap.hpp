@@ -23,8 +23,9 @@ namespace detail {
 // Memory for heap payloads, from malloc. Parsing and releasing documents makes and frees thousands
 // of small blocks, which the C library's allocator serves slowly (freeing a document's blocks
 // fragments its bins, and the next large request sorts them all again). So a freed block of up to
-// kMaxCachedBlock bytes is kept by the freeing thread, up to kThreadCacheBytes a thread, for the
-// next block of its size class on that thread. Under AddressSanitizer every block goes straight
+// kMaxCachedBlock bytes is kept by the freeing thread for the next block of its size class on that
+// thread; when a thread keeps kThreadCacheBytes, it gives them all back and starts again, so that
+// it keeps the blocks of its current work. Under AddressSanitizer every block goes straight
 // to the C library, so that a use after free is still caught.
 inline constexpr std::size_t kMaxCachedBlock = 512;
 inline constexpr std::size_t kThreadCacheBytes = std::size_t{2} << 20;
