@@ -8,6 +8,15 @@ namespace kiv {
 
 namespace {
 
+// The models of the array's elements that make one, in order; absent for anything but an array.
+Array modelsOfArray(const ModelClass& cls, const JSONElement& array) {
+  if (!array.isArray()) return Array();
+  std::vector<Value> models;
+  models.reserve(array.count());
+  array.forEachElement([&](const JSONElement& e) { models.emplace_back(KivModelAdapter::modelOfClass(cls, e)); });
+  return Array::fromVector(std::move(models));
+}
+
 void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
   for (const PropertyMapping::Entry& entry : mapping) {
     Value value = entry.record->JSONValue(model);
@@ -91,18 +100,6 @@ Ref<KivModel> KivModelAdapter::modelOfClassFromJSONText(const ModelClass& cls, s
   const JSONDocument document(text);
   return modelOfClass(cls, document.root());
 }
-
-namespace {
-
-Array modelsOfArray(const ModelClass& cls, const JSONElement& array) {
-  if (!array.isArray()) return Array();
-  std::vector<Value> models;
-  models.reserve(array.count());
-  array.forEachElement([&](const JSONElement& e) { models.emplace_back(KivModelAdapter::modelOfClass(cls, e)); });
-  return Array::fromVector(std::move(models));
-}
-
-}  // namespace
 
 Array KivModelAdapter::modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text) {
   const JSONDocument document(text);
