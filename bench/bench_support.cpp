@@ -2,6 +2,10 @@
 
 #include <unistd.h>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include <array>
 #include <chrono>
 #include <fstream>
@@ -40,6 +44,15 @@ std::string columnText(sqlite3_stmt* statement, int column) {
 }
 
 }  // namespace
+
+std::size_t heapInUse() {
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 33))
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+#else
+  return 0;
+#endif
+}
 
 std::optional<std::string> sharedData(std::string_view name) {
   return read(std::filesystem::path(KIV_SOURCE_DIR) / ".." / "shared" / "data" / name);

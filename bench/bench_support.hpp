@@ -28,6 +28,9 @@ std::string sampleData(std::string_view name);
 // there.
 bool requireData(benchmark::State& state, const std::optional<std::string>& data, std::string_view name);
 
+// Bytes of heap in use by the process (malloc'd and mapped), or 0 where the C library cannot say.
+std::size_t heapInUse();
+
 // --- Database benchmarks ------------------------------------------------------------------------
 
 // The rows that the database benchmarks write and read: kPersonRows people, each with the columns

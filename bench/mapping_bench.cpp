@@ -1,13 +1,15 @@
 // JSON to models and back, against nlohmann::json filling and dumping equivalent plain structs in
-// the same binary. The data is twitter.json's statuses, each with its nested user, hashtags and
-// two text dates (skipped when ../shared/data is missing).
+// the same binary, and against the same structs filled by hand through simdjson's On-Demand API
+// (the floor for text to typed objects). The data is twitter.json's statuses, each with its nested
+// user, hashtags and two text dates (skipped when ../shared/data is missing).
 //
-// Both sides read the same fields with the same date parser (kiv::DateFormatter), so the ratios
+// Every side reads the same fields with the same date parser (kiv::DateFormatter), so the ratios
 // compare JSON handling and mapping. Counters: models/s counts statuses, users and hashtags;
 // time/property is the time per property set (or written).
 #include <benchmark/benchmark.h>
 
 #include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 #include <bit>
 #include <cstdint>
@@ -153,6 +155,123 @@ std::vector<PlainStatus> plainStatuses(const json& feed) {
   return out;
 }
 
+// --- The other baseline: the same structs filled by hand through simdjson's On-Demand API --------
+
+namespace od = simdjson::ondemand;
+
+// Reads a field's value into `out` when it has the type; otherwise `out` keeps its default.
+void readOnDemand(od::value v, std::string& out) {
+  std::string_view s;
+  if (!v.get_string().get(s)) out = s;
+}
+void readOnDemand(od::value v, bool& out) {
+  bool b;
+  if (!v.get_bool().get(b)) out = b;
+}
+void readOnDemand(od::value v, std::int64_t& out) {
+  std::int64_t i;
+  if (!v.get_int64().get(i)) out = i;
+}
+void readOnDemand(od::value v, std::int32_t& out) {
+  std::int64_t i;
+  if (!v.get_int64().get(i)) out = static_cast<std::int32_t>(i);
+}
+double readOnDemandDate(od::value v) {
+  static const kiv::DateFormatter apiFormat("EEE MMM dd HH:mm:ss Z yyyy");
+  double d;
+  if (!v.get_double().get(d)) return d;
+  std::string_view s;
+  if (v.get_string().get(s)) return 0;
+  return apiFormat.dateFromString(s).timeIntervalSince1970();
+}
+
+void fillOnDemand(od::object o, PlainUser& u) {
+  for (od::field f : o) {
+    const std::string_view key = f.unescaped_key();
+    od::value v = f.value();
+    if (key == "id") readOnDemand(v, u.id);
+    else if (key == "screen_name") readOnDemand(v, u.screenName);
+    else if (key == "name") readOnDemand(v, u.name);
+    else if (key == "location") readOnDemand(v, u.location);
+    else if (key == "description") readOnDemand(v, u.description);
+    else if (key == "followers_count") readOnDemand(v, u.followersCount);
+    else if (key == "friends_count") readOnDemand(v, u.friendsCount);
+    else if (key == "statuses_count") readOnDemand(v, u.statusesCount);
+    else if (key == "verified") readOnDemand(v, u.verified);
+    else if (key == "created_at") u.createdAt = readOnDemandDate(v);
+    else if (key == "profile") {
+      od::object profile;
+      if (!v.get_object().get(profile)) {
+        for (od::field p : profile) {
+          if (p.unescaped_key().value() == "location") readOnDemand(p.value(), u.profileLocation);
+        }
+      }
+    }
+  }
+}
+
+void fillOnDemand(od::object o, PlainHashtag& h) {
+  for (od::field f : o) {
+    const std::string_view key = f.unescaped_key();
+    if (key == "text") {
+      readOnDemand(f.value(), h.text);
+    } else if (key == "indices") {
+      od::array indices;
+      if (f.value().get_array().get(indices)) continue;
+      for (od::value i : indices) {
+        std::int64_t n = 0;
+        readOnDemand(i, n);
+        h.indices.push_back(n);
+      }
+    }
+  }
+}
+
+void fillOnDemand(od::object o, PlainStatus& s) {
+  for (od::field f : o) {
+    const std::string_view key = f.unescaped_key();
+    od::value v = f.value();
+    if (key == "id") readOnDemand(v, s.id);
+    else if (key == "id_str") readOnDemand(v, s.idStr);
+    else if (key == "text") readOnDemand(v, s.text);
+    else if (key == "lang") readOnDemand(v, s.lang);
+    else if (key == "created_at") s.createdAt = readOnDemandDate(v);
+    else if (key == "favorite_count") readOnDemand(v, s.favoriteCount);
+    else if (key == "retweet_count") readOnDemand(v, s.retweetCount);
+    else if (key == "favorited") readOnDemand(v, s.favorited);
+    else if (key == "in_reply_to_status_id") readOnDemand(v, s.inReplyToStatusId);
+    else if (key == "user") {
+      od::object user;
+      if (!v.get_object().get(user)) fillOnDemand(user, s.user);
+    } else if (key == "entities") {
+      od::object entities;
+      if (v.get_object().get(entities)) continue;
+      for (od::field e : entities) {
+        od::array tags;
+        if (e.unescaped_key().value() != "hashtags" || e.value().get_array().get(tags)) continue;
+        for (od::value tag : tags) {
+          od::object t;
+          if (tag.get_object().get(t)) continue;
+          fillOnDemand(t, s.hashtags.emplace_back());
+        }
+      }
+    }
+  }
+}
+
+// The parser keeps its buffers from one document to the next, as Kiv's does.
+std::vector<PlainStatus> onDemandStructs(const simdjson::padded_string& text) {
+  static od::parser parser;
+  std::vector<PlainStatus> out;
+  od::document doc = parser.iterate(text);
+  for (od::value status : doc["statuses"].get_array()) {
+    od::object o;
+    if (status.get_object().get(o)) continue;
+    fillOnDemand(o, out.emplace_back());
+  }
+  return out;
+}
+
 // --- Kiv ---------------------------------------------------------------------------------------
 
 std::vector<kiv::Ref<TimelineStatus>> kivStatuses(const kiv::Dictionary& feed) {
@@ -172,6 +291,10 @@ kiv::String kivText(const std::vector<kiv::Ref<TimelineStatus>>& statuses) {
 // The steps of the benchmarks, from twitter.json's text.
 std::string text(const std::string& feed) { return feed; }
 kiv::Dictionary kivFeed(const std::string& text) { return kiv::parseJSON(text).asDictionary(); }
+std::vector<kiv::Ref<TimelineStatus>> kivModelsFromText(const std::string& text) {
+  return kiv::kiv_modelsFromJSONText<TimelineStatus>(text, "statuses");
+}
+simdjson::padded_string paddedText(const std::string& text) { return simdjson::padded_string(text); }
 json plainFeed(const std::string& text) { return json::parse(text); }
 std::vector<kiv::Ref<TimelineStatus>> kivModels(const std::string& text) { return kivStatuses(kivFeed(text)); }
 std::vector<PlainStatus> plainStructs(const std::string& text) { return plainStatuses(plainFeed(text)); }
@@ -253,8 +376,17 @@ void timeOnTwitter(benchmark::State& state, Prepare prepare, Work work, bool per
 
 // --- JSON text to models -----------------------------------------------------------------------
 
-void BM_TextToModels_Kiv(benchmark::State& state) { timeOnTwitter(state, text, kivModels, true); }
+void BM_TextToModels_Kiv(benchmark::State& state) { timeOnTwitter(state, text, kivModelsFromText, true); }
 BENCHMARK(BM_TextToModels_Kiv);
+
+// Through the whole parsed dictionary, then mapped from it.
+void BM_TextToModelsThroughDictionary_Kiv(benchmark::State& state) { timeOnTwitter(state, text, kivModels, true); }
+BENCHMARK(BM_TextToModelsThroughDictionary_Kiv);
+
+void BM_TextToStructs_SimdjsonOnDemand(benchmark::State& state) {
+  timeOnTwitter(state, paddedText, onDemandStructs, true);
+}
+BENCHMARK(BM_TextToStructs_SimdjsonOnDemand);
 
 void BM_TextToStructs_Nlohmann(benchmark::State& state) { timeOnTwitter(state, text, plainStructs, true); }
 BENCHMARK(BM_TextToStructs_Nlohmann);

@@ -7,15 +7,17 @@ namespace kiv {
 namespace detail {
 
 HeapArray* HeapArray::make(std::size_t capacity, bool isMutable) {
-  void* block = ::operator new(sizeof(HeapArray) + capacity * sizeof(Value));
-  auto* a = new (block) HeapArray(capacity);
+  const Block block = allocateBlock(sizeof(HeapArray) + capacity * sizeof(Value));
+  auto* a = new (block.memory) HeapArray(capacity);
   a->isMutable = isMutable;
+  a->sizeClass = block.sizeClass;
   return a;
 }
 
 void HeapArray::destroy(HeapArray* a) noexcept {
+  const std::uint8_t sizeClass = a->sizeClass;
   a->~HeapArray();
-  ::operator delete(a);
+  freeBlock(a, sizeClass);
 }
 
 }  // namespace detail
@@ -43,8 +45,12 @@ Array Array::fromVector(std::vector<Value> elements) {
 }
 
 const Array& Array::emptyArray() {
-  // Never destroyed, so that it serves code that runs at exit too.
-  static const Array* empty = new Array(arrayOf<const Value*>(nullptr, nullptr, false));
+  // Immortal, so that it serves code that runs at exit too and copies touch no count.
+  static const Array* empty = [] {
+    detail::HeapArray* a = detail::HeapArray::make(0, false);
+    a->refs.store(detail::HeapBase::kImmortal, std::memory_order_relaxed);
+    return new Array(ValueAccess::adopt(ValueAccess::kArrayTag, a).asArray());
+  }();
   return *empty;
 }
 

@@ -1,6 +1,5 @@
 #include "kiv/foundation/date_formatter.hpp"
 
-#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -91,10 +90,15 @@ void appendOffset(std::string& out, int offset, bool withColon) {
   appendPadded(out, minutes % 60, 2);
 }
 
+// ASCII case and digits: the names are en_US and the digits ASCII, whatever the C locale says
+// (and without a call into the C library per character).
+char lowerASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+bool isDigitASCII(char c) { return c >= '0' && c <= '9'; }
+
 bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
   for (std::size_t i = 0; i < prefix.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(text[i])) != std::tolower(static_cast<unsigned char>(prefix[i]))) {
+    if (lowerASCII(text[i]) != lowerASCII(prefix[i])) {
       return false;
     }
   }
@@ -117,7 +121,7 @@ std::optional<int> readName(std::string_view& text, const char* const* names, in
 std::optional<std::int64_t> readDigits(std::string_view& text, int width, int* digitCount = nullptr) {
   std::size_t n = 0;
   const std::size_t limit = width > 0 ? static_cast<std::size_t>(width) : 18;
-  while (n < text.size() && n < limit && std::isdigit(static_cast<unsigned char>(text[n]))) ++n;
+  while (n < text.size() && n < limit && isDigitASCII(text[n])) ++n;
   if (n == 0 || (width > 0 && n != limit)) return std::nullopt;
   std::int64_t value = 0;
   for (std::size_t i = 0; i < n; ++i) value = value * 10 + (text[i] - '0');
@@ -332,7 +336,7 @@ bool DateFormatter::parseField(const Field& f, bool fixedWidth, std::string_view
     }
     case 'a':
       if (startsWithIgnoringCase(text, "AM") || startsWithIgnoringCase(text, "PM")) {
-        p.pm = std::tolower(static_cast<unsigned char>(text.front())) == 'p';
+        p.pm = lowerASCII(text.front()) == 'p';
         text.remove_prefix(2);
         return true;
       }

@@ -12,7 +12,7 @@ using detail::HeapDictionary;
 // hashing one.
 constexpr std::size_t kLinearLimit = 8;
 
-std::uint64_t keyHash(std::string_view key) noexcept {
+std::uint64_t hashKey(std::string_view key) noexcept {
   return detail::hashBytes(key.data(), key.size());
 }
 
@@ -48,7 +48,7 @@ std::ptrdiff_t probe(const DictionaryIndex* index, const detail::ElementBuffer<D
 DictionaryIndex* buildIndex(const detail::ElementBuffer<DictionaryEntry>& entries) {
   DictionaryIndex* index = emptyIndex(entries.size());
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    insertSlot(index, keyHash(entries[i].key.view()), i);
+    insertSlot(index, hashKey(entries[i].key.view()), i);
   }
   return index;
 }
@@ -65,8 +65,9 @@ const DictionaryIndex* indexOf(const HeapDictionary* d) {
   return index;
 }
 
-// The position of the key, or -1.
-std::ptrdiff_t find(const HeapDictionary* d, std::string_view key) noexcept {
+// The position of the key, or -1; `hash` gives the key's hash, computed only when it is needed.
+template <class Hash>
+std::ptrdiff_t find(const HeapDictionary* d, std::string_view key, Hash&& hash) noexcept {
   const auto& entries = d->entries;
   if (entries.size() <= kLinearLimit) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -74,7 +75,11 @@ std::ptrdiff_t find(const HeapDictionary* d, std::string_view key) noexcept {
     }
     return -1;
   }
-  return probe(indexOf(d), entries, key, keyHash(key));
+  return probe(indexOf(d), entries, key, hash());
+}
+
+std::ptrdiff_t find(const HeapDictionary* d, std::string_view key) noexcept {
+  return find(d, key, [key] { return hashKey(key); });
 }
 
 void dropIndex(HeapDictionary* d) { delete d->index.exchange(nullptr, std::memory_order_acq_rel); }
@@ -92,7 +97,7 @@ void put(HeapDictionary* d, Value value, String key) {
     if (d->entries.size() * 2 > index->slots.size()) {
       dropIndex(d);
     } else {
-      insertSlot(index, keyHash(d->entries.back().key.view()), d->entries.size() - 1);
+      insertSlot(index, hashKey(d->entries.back().key.view()), d->entries.size() - 1);
     }
   }
 }
@@ -122,15 +127,17 @@ HeapDictionary::HeapDictionary(std::size_t capacity)
 HeapDictionary::~HeapDictionary() { delete index.load(std::memory_order_relaxed); }
 
 HeapDictionary* HeapDictionary::make(std::size_t capacity, bool isMutable) {
-  void* block = ::operator new(sizeof(HeapDictionary) + capacity * sizeof(DictionaryEntry));
-  auto* d = new (block) HeapDictionary(capacity);
+  const Block block = allocateBlock(sizeof(HeapDictionary) + capacity * sizeof(DictionaryEntry));
+  auto* d = new (block.memory) HeapDictionary(capacity);
   d->isMutable = isMutable;
+  d->sizeClass = block.sizeClass;
   return d;
 }
 
 void HeapDictionary::destroy(HeapDictionary* d) noexcept {
+  const std::uint8_t sizeClass = d->sizeClass;
   d->~HeapDictionary();
-  ::operator delete(d);
+  freeBlock(d, sizeClass);
 }
 
 HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bool isMutable) {
@@ -151,7 +158,7 @@ HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bo
   DictionaryIndex* index = emptyIndex(n);
   for (DictionaryEntry* e = first; e != last; ++e) {
     const std::string_view key = e->key.view();
-    const std::uint64_t hash = keyHash(key);
+    const std::uint64_t hash = hashKey(key);
     const std::ptrdiff_t at = probe(index, entries, key, hash);
     if (at >= 0) {
       entries[static_cast<std::size_t>(at)].value = std::move(e->value);
@@ -169,8 +176,12 @@ HeapDictionary* makeDictionary(DictionaryEntry* first, DictionaryEntry* last, bo
 Dictionary::Dictionary(std::initializer_list<Pair> pairs) : Dictionary(adopt(heapFromPairs(pairs, false))) {}
 
 const Dictionary& Dictionary::emptyDictionary() {
-  // Never destroyed, so that it serves code that runs at exit too.
-  static const Dictionary* empty = new Dictionary(adopt(HeapDictionary::make(0, false)));
+  // Immortal, so that it serves code that runs at exit too and copies touch no count.
+  static const Dictionary* empty = [] {
+    HeapDictionary* d = HeapDictionary::make(0, false);
+    d->refs.store(detail::HeapBase::kImmortal, std::memory_order_relaxed);
+    return new Dictionary(adopt(d));
+  }();
   return *empty;
 }
 
@@ -182,6 +193,13 @@ const Value& Dictionary::lookup(const Value& dictionary, std::string_view key) n
   const std::ptrdiff_t at = find(d, key);
   return at >= 0 ? d->entries[static_cast<std::size_t>(at)].value : detail::absentValue();
 }
+
+std::ptrdiff_t Dictionary::positionOf(const Value& dictionary, std::string_view key, std::uint64_t hash) noexcept {
+  const HeapDictionary* d = ValueAccess::dictionary(dictionary);
+  return d ? find(d, key, [hash] { return hash; }) : -1;
+}
+
+std::uint64_t Dictionary::keyHash(std::string_view key) noexcept { return hashKey(key); }
 
 Array Dictionary::allKeys() const {
   std::vector<Value> keys;

@@ -53,6 +53,10 @@ class Dictionary : public Value {
   // The value under the key when `dictionary` is a dictionary, else absent; for walks over
   // Values that may or may not be dictionaries, without copying them.
   static const Value& lookup(const Value& dictionary, std::string_view key) noexcept;
+  // The position of the key among the entries (begin()[position]), or -1, given the key's
+  // keyHash(): for callers that look the same key up in many dictionaries.
+  static std::ptrdiff_t positionOf(const Value& dictionary, std::string_view key, std::uint64_t hash) noexcept;
+  static std::uint64_t keyHash(std::string_view key) noexcept;
   bool containsKey(std::string_view key) const noexcept { return objectForKey(key).isPresent(); }
   // Entries in insertion order.
   const DictionaryEntry* begin() const noexcept { return entries() ? entries()->data() : nullptr; }

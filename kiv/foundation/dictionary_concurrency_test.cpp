@@ -49,5 +49,32 @@ TEST(DictionaryConcurrencyTest, ParsingAndWritingOnManyThreads) {
   EXPECT_EQ(wrong.load(), 0);
 }
 
+// Documents parsed on one thread are released on another, whose kept blocks then serve its own
+// documents: every value still reads as it was parsed.
+TEST(DictionaryConcurrencyTest, ValuesReleasedOnOtherThreads) {
+  const std::string text = R"({"list":[1,[2,{"k":"a string longer than fourteen bytes"}]],"o":{"p":{}}})";
+  constexpr int kRounds = 200;
+  std::vector<Value> handedOver(kRounds);
+  std::atomic<int> ready{0};
+  std::atomic<int> wrong{0};
+  std::thread producer([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      handedOver[static_cast<std::size_t>(i)] = parseJSON(text);
+      ready.store(i + 1, std::memory_order_release);
+    }
+  });
+  std::thread consumer([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      while (ready.load(std::memory_order_acquire) <= i) std::this_thread::yield();
+      Value mine = parseJSON(text);
+      if (mine.asDictionary().LxJSON2StringNilOptions().view() != text) ++wrong;
+      handedOver[static_cast<std::size_t>(i)] = Value();  // freed here, reused by the next parse
+    }
+  });
+  producer.join();
+  consumer.join();
+  EXPECT_EQ(wrong.load(), 0);
+}
+
 }  // namespace
 }  // namespace kiv

@@ -5,13 +5,17 @@
 // document tree: objects become dictionaries in the order of their keys (a repeated key keeps
 // its first place and its last value), arrays arrays, both immutable unless mutable containers
 // are asked for (empty immutable ones are all the same shared object), integers that fit 64 bits
-// numbers of kind 'q' (or 'Q' above the signed range), other numbers doubles, true and false
-// booleans. Nesting deeper than kMaxJSONDepth is an error, so hostile input cannot exhaust the
-// stack.
+// numbers of kind 'q' (or 'Q' above the signed range), other numbers (fractions, exponents,
+// integers beyond 64 bits) the nearest double, true and false booleans. Nesting deeper than
+// kMaxJSONDepth is an error, so hostile input cannot exhaust the stack.
 //
 // Writing accepts a valid JSON object: an array or dictionary at the top, and inside only
 // strings, finite numbers, nulls, arrays and dictionaries. Anything else (dates, data, models,
 // NaN or infinity, invalid UTF-8, nesting deeper than kMaxJSONDepth) makes the whole write fail.
+// A floating-point number is written as the shortest text that reads back to the same double
+// (fixed or with an exponent, whichever is shorter: "0.1", "1e+21", "123456789012345680.0"), with
+// ".0" added when that text would read as an integer, so that it reads back as a floating-point
+// number; -0.0 keeps its sign.
 #ifndef KIV_FOUNDATION_JSON_HPP_
 #define KIV_FOUNDATION_JSON_HPP_
 

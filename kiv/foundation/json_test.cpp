@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/testing/test_support.hpp"
@@ -101,9 +107,57 @@ TEST(JSONReadTest, DeepNestingFailsWithoutExhaustingTheStack) {
   std::string allowed(kMaxJSONDepth - 1, '[');
   allowed += std::string(kMaxJSONDepth - 1, ']');
   EXPECT_TRUE(parseJSON(allowed).isArray());
+  EXPECT_TRUE(parseJSON(std::string(kMaxJSONDepth, '[') + std::string(kMaxJSONDepth, ']')).isArray());
   const std::string oneTooDeep = std::string(kMaxJSONDepth + 1, '[') + std::string(kMaxJSONDepth + 1, ']');
   EXPECT_TRUE(parseJSON(oneTooDeep).isAbsent());
   EXPECT_TRUE(parseJSON(std::string(100000, '[')).isAbsent());  // truncated and deep
+}
+
+// Every finite double is written as text that reads back to the very same double, and stays a
+// floating-point number when it is integral.
+TEST(JSONNumberTest, EveryDoubleWritesAndReadsBackAsItself) {
+  std::vector<double> doubles = {0.0,     -0.0,   0.1,    1.0 / 3,  5e-324, 2.2250738585072014e-308,
+                                 1e21,    1e22,   1e300,  -1.5e-10, 3.0,    9007199254740993.0,
+                                 123456789012345678.0, 9223372036854775807.0, 18446744073709551616.0,
+                                 std::numeric_limits<double>::max(), std::numeric_limits<double>::lowest()};
+  std::mt19937_64 random(7);
+  while (doubles.size() < 20000) {
+    const double d = std::bit_cast<double>(random());
+    if (std::isfinite(d)) doubles.push_back(d);
+  }
+  for (const double d : doubles) {
+    const String text = Array{d}.LxJSON2StringNilOptions();
+    const Value back = parseJSON(text.view()).asArray()[0];
+    ASSERT_EQ(back.numberKind(), 'd') << text.view();
+    const double read = back.doubleValue();
+    ASSERT_EQ(std::memcmp(&read, &d, sizeof d), 0) << text.view();  // -0.0 keeps its sign
+  }
+}
+
+TEST(JSONNumberTest, LongNumbersReadAsTheNearestDouble) {
+  const Array a = parseJSON("[123456789012345678.5, 9223372036854775807.0, 18446744073709551616.0, "
+                            "100000000000000000000000000000000000000.5, 18446744073709551616, "
+                            "-9223372036854775809, 1e19]")
+                      .asArray();
+  ASSERT_EQ(a.count(), 7u);
+  const double expected[] = {123456789012345678.5, 9223372036854775807.0, 18446744073709551616.0, 1e38,
+                             18446744073709551616.0, -9223372036854775809.0, 1e19};
+  for (std::size_t i = 0; i < a.count(); ++i) {
+    EXPECT_EQ(a[i].numberKind(), 'd') << i;
+    EXPECT_EQ(a[i].doubleValue(), expected[i]) << i;
+  }
+  // The widest integers keep their kinds; long digit runs inside strings stay text.
+  const Dictionary d = parseJSON(R"({"max":18446744073709551615,"min":-9223372036854775808,)"
+                                 R"("s":"123456789012345678901234567890","n":[123456789012345678901234567890]})")
+                           .asDictionary();
+  EXPECT_EQ(d["max"].numberKind(), 'Q');
+  EXPECT_EQ(d["min"].longLongValue(), std::numeric_limits<long long>::min());
+  EXPECT_EQ(d["s"].stringView(), "123456789012345678901234567890");
+  EXPECT_EQ(d["n"].asArray()[0].doubleValue(), 1.2345678901234568e29);
+  for (const char* bad : {"[1e400]", "[0123456789012345678901234]", "[-123456789012345678901234567890x]",
+                          "[123456789012345678901234567890.]", "[\"a\", 123456789012345678901234567890"}) {
+    EXPECT_TRUE(parseJSON(bad).isAbsent()) << bad;
+  }
 }
 
 TEST(JSONWriteTest, CompactAndIndentedText) {
@@ -118,15 +172,34 @@ TEST(JSONWriteTest, CompactAndIndentedText) {
 }
 
 TEST(JSONWriteTest, NumbersKeepTheirKindAndStringsAreEscaped) {
-  EXPECT_EQ((Array{3.0, 0.1, 1e21, -0.0, 2.5f, 18446744073709551615ULL, static_cast<signed char>(1)})
+  EXPECT_EQ((Array{3.0, 0.1, 1e21, -0.0, 2.5f, 18446744073709551615ULL, static_cast<signed char>(1),
+                   123456789012345678.0, 18446744073709551616.0})
                 .LxJSON2StringNilOptions()
                 .str(),
-            "[3.0,0.1,1e+21,-0.0,2.5,18446744073709551615,1]");
+            "[3.0,0.1,1e+21,-0.0,2.5,18446744073709551615,1,123456789012345680.0,18446744073709551616.0]");
   const std::string tricky = "q\"b\\n\n\t\x01/\xC3\xA9 end of a long enough run";
   const String text = (Array{tricky}).LxJSON2StringNilOptions();
   EXPECT_EQ(text.str(), "[\"q\\\"b\\\\n\\n\\t\\u0001/\xC3\xA9 end of a long enough run\"]");
   EXPECT_EQ(parseJSON(text.view()).asArray()[0].stringView(), tricky);
   EXPECT_EQ((Array{std::string("a\0b", 3)}).LxJSON2StringNilOptions().str(), "[\"a\\u0000b\"]");
+}
+
+TEST(JSONWriteTest, StringsMustBeUTF8) {
+  const char* valid[] = {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
+                         "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E, and ASCII after"};
+  for (const char* text : valid) {
+    const String json = Array{text}.LxJSON2StringNilOptions();
+    EXPECT_EQ(json.str(), "[\"" + std::string(text) + "\"]");
+    EXPECT_EQ(parseJSON(json.view()).asArray()[0].stringView(), text);
+  }
+  const char* invalid[] = {"\x80",         "\xC0\x80",         "\xC1\xBF",         "\xC2",          "\xC2\x41",
+                           "\xE0\x80\x80",   "\xE0\x9F\xBF",     "\xED\xA0\x80",     "\xE3\x81",      "\xF0\x80\x80\x80",
+                           "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF0\x90\x80", "\xFE"};
+  for (const char* bytes : invalid) {
+    for (const std::string& text : {std::string(bytes), "long enough ASCII first " + std::string(bytes) + " and after"}) {
+      EXPECT_EQ(Array{text}.LxJSON2StringNilOptions().str(), "[]") << text;
+    }
+  }
 }
 
 TEST(JSONWriteTest, ValuesWithoutJSONFormFailTheWholeWrite) {

@@ -17,33 +17,25 @@
 namespace kiv {
 namespace {
 
-// The length of the valid UTF-8 sequence that starts at s[i], or 0.
-std::size_t utf8SequenceLength(std::string_view s, std::size_t i) {
-  const auto b0 = static_cast<unsigned char>(s[i]);
-  std::size_t n;
-  std::uint32_t cp;
-  if (b0 < 0xC2) return 0;  // continuation byte or overlong two-byte lead
-  if (b0 < 0xE0) {
-    n = 2;
-    cp = b0 & 0x1F;
-  } else if (b0 < 0xF0) {
-    n = 3;
-    cp = b0 & 0x0F;
-  } else if (b0 < 0xF5) {
-    n = 4;
-    cp = b0 & 0x07;
-  } else {
-    return 0;
+// The length of the valid UTF-8 sequence that starts at `s`, before `end`, or 0: no overlong
+// forms, no surrogates, nothing beyond U+10FFFF.
+std::size_t utf8SequenceLength(const unsigned char* s, const unsigned char* end) {
+  const unsigned char c = s[0];
+  const std::ptrdiff_t left = end - s;
+  auto continuation = [s](int i) { return (s[i] & 0xC0) == 0x80; };
+  if (c < 0xC2) return 0;  // a continuation byte, or the lead of an overlong two-byte form
+  if (c < 0xE0) return left >= 2 && continuation(1) ? 2 : 0;
+  if (c < 0xF0) {
+    if (left < 3 || !continuation(1) || !continuation(2)) return 0;
+    if ((c == 0xE0 && s[1] < 0xA0) || (c == 0xED && s[1] >= 0xA0)) return 0;  // overlong, surrogate
+    return 3;
   }
-  if (i + n > s.size()) return 0;
-  for (std::size_t k = 1; k < n; ++k) {
-    const auto b = static_cast<unsigned char>(s[i + k]);
-    if ((b & 0xC0) != 0x80) return 0;
-    cp = (cp << 6) | (b & 0x3F);
+  if (c < 0xF5) {
+    if (left < 4 || !continuation(1) || !continuation(2) || !continuation(3)) return 0;
+    if ((c == 0xF0 && s[1] < 0x90) || (c == 0xF4 && s[1] >= 0x90)) return 0;  // overlong, too large
+    return 4;
   }
-  if ((n == 3 && cp < 0x800) || (n == 4 && (cp < 0x10000 || cp > 0x10FFFF))) return 0;
-  if (cp >= 0xD800 && cp <= 0xDFFF) return 0;  // surrogates are not characters
-  return n;
+  return 0;
 }
 
 // Whether any of the 8 bytes needs attention: below 0x20, '"', '\\' or non-ASCII.
@@ -163,8 +155,8 @@ class Writer {
     // Worst case: every byte escaped as \u00XX, plus the quotes.
     char* p = out_.reserve(s.size() * 6 + 2);
     *p++ = '"';
-    const char* in = s.data();
-    const char* end = in + s.size();
+    const auto* in = reinterpret_cast<const unsigned char*>(s.data());
+    const auto* end = in + s.size();
     while (in < end) {
       if (end - in >= 8) {
         std::uint64_t w;
@@ -176,18 +168,20 @@ class Writer {
           continue;
         }
       }
-      const auto c = static_cast<unsigned char>(*in);
-      if (c >= 0x80) {
-        const std::size_t n = utf8SequenceLength(s, static_cast<std::size_t>(in - s.data()));
+      // Text in other scripts is a run of multi-byte sequences: stay here while it lasts.
+      while (in < end && *in >= 0x80) {
+        const std::size_t n = utf8SequenceLength(in, end);
         if (n == 0) return false;
-        std::memcpy(p, in, n);
+        for (std::size_t i = 0; i < n; ++i) p[i] = static_cast<char>(in[i]);
         p += n;
         in += n;
-      } else if (c >= 0x20 && c != '"' && c != '\\') {
-        *p++ = *in++;
+      }
+      if (in == end) break;
+      const unsigned char c = *in++;
+      if (c >= 0x20 && c != '"' && c != '\\') {
+        *p++ = static_cast<char>(c);
       } else {
         p = appendEscape(p, c);
-        ++in;
       }
     }
     *p++ = '"';

@@ -42,7 +42,10 @@ class Object {
 
   void retain() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
   void release() const noexcept {
-    if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    // A sole owner needs no read-modify-write: nobody else can add a reference to it.
+    if (refs_.load(std::memory_order_acquire) == 1 || refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete this;
+    }
   }
   // The number of references; for tests and diagnostics only.
   std::uint32_t retainCount() const noexcept { return refs_.load(std::memory_order_relaxed); }

@@ -53,10 +53,11 @@ void Object::setValue(const Value&, std::string_view) {}
 namespace detail {
 
 HeapBytes* HeapBytes::make(const void* bytes, std::size_t size) {
-  void* block = std::malloc(sizeof(HeapBytes) + size);
-  if (!block) throw std::bad_alloc();
-  if (size) std::memcpy(static_cast<char*>(block) + sizeof(HeapBytes), bytes, size);
-  return adoptBlock(block, size);
+  const Block block = allocateBlock(sizeof(HeapBytes) + size);
+  if (size) std::memcpy(static_cast<char*>(block.memory) + sizeof(HeapBytes), bytes, size);
+  HeapBytes* b = adoptBlock(block.memory, size);
+  b->sizeClass = block.sizeClass;
+  return b;
 }
 
 HeapBytes* HeapBytes::adoptBlock(void* block, std::size_t size) noexcept {
@@ -66,8 +67,9 @@ HeapBytes* HeapBytes::adoptBlock(void* block, std::size_t size) noexcept {
 }
 
 void HeapBytes::destroy(HeapBytes* b) noexcept {
+  const std::uint8_t sizeClass = b->sizeClass;
   b->~HeapBytes();
-  std::free(b);
+  freeBlock(b, sizeClass);
 }
 
 }  // namespace detail
@@ -154,9 +156,12 @@ Value Value::data(const void* bytes, std::size_t size) {
   return adoptHeap(kDataTag, detail::HeapBytes::make(bytes, size));
 }
 
-Value::Value(const Object* object) noexcept : raw_{} {
+Value::Value(const Object* object) noexcept : Value(AdoptObject{}, object) {
+  if (object) object->retain();
+}
+
+Value::Value(AdoptObject, const Object* object) noexcept : raw_{} {
   if (!object) return;
-  object->retain();
   std::memcpy(raw_, &object, sizeof object);
   raw_[kTagByte] = kObjectTag;
 }
@@ -168,15 +173,17 @@ Value Value::adoptHeap(Tag tag, const void* heapObject) noexcept {
   return v;
 }
 
-void Value::retainHeap() const noexcept { heap()->refs.fetch_add(1, std::memory_order_relaxed); }
+void Value::retainHeap() const noexcept {
+  detail::HeapBase* h = heap();
+  if (h->refs.load(std::memory_order_relaxed) != detail::HeapBase::kImmortal) h->refs.fetch_add(1, std::memory_order_relaxed);
+}
 
 void Value::releaseHeap() noexcept {
   detail::HeapBase* h = heap();
   // A sole owner needs no read-modify-write: nobody else can add a reference to it.
-  if (h->refs.load(std::memory_order_acquire) != 1 &&
-      h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
-    return;
-  }
+  const std::uint32_t refs = h->refs.load(std::memory_order_acquire);
+  if (refs == detail::HeapBase::kImmortal) return;
+  if (refs != 1 && h->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   switch (tag()) {
     case kHeapStringTag:
     case kDataTag: detail::HeapBytes::destroy(static_cast<detail::HeapBytes*>(h)); break;

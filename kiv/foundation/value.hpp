@@ -60,8 +60,14 @@ namespace detail {
 // The header of every heap payload but objects: a reference count and, for arrays and
 // dictionaries, whether they are mutable.
 struct HeapBase {
+  // A payload shared by the whole process for its whole life (the empty immutable containers)
+  // holds this count, which copies and releases leave alone.
+  static constexpr std::uint32_t kImmortal = 0xFFFFFFFF;
+
   std::atomic<std::uint32_t> refs{1};
   bool isMutable = false;
+  // The size class of the payload's block (see allocateBlock()); 0 for a block of another size.
+  std::uint8_t sizeClass = 0;
 };
 
 // Bytes of a string or of data, allocated in one block with the header.
@@ -122,6 +128,9 @@ class Value {
   // A model object (or any Object); a null reference gives absent.
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
   Value(const Ref<T>& object) noexcept : Value(static_cast<const Object*>(object.get())) {}
+  // The same, taking over the reference.
+  template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
+  Value(Ref<T>&& object) noexcept : Value(AdoptObject{}, static_cast<const Object*>(object.detach())) {}
   explicit Value(const Object* object) noexcept;
 
   Value(const Value& other) noexcept : raw_{} {
@@ -350,6 +359,9 @@ class Value {
   }
   // Takes over one reference to the heap object.
   static Value adoptHeap(Tag tag, const void* heapObject) noexcept;
+  // Takes over one reference to the object (none for a null pointer).
+  struct AdoptObject {};
+  Value(AdoptObject, const Object* object) noexcept;
   std::int64_t rawInt() const noexcept {
     std::int64_t v;
     std::memcpy(&v, raw_, sizeof v);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "kiv/testing/mapping_models.hpp"
 
 namespace kiv::testing {
@@ -50,6 +52,24 @@ TEST(DbModelAdapterTest, ReadsExactLowerCaseColumnsAndJSONTextOnly) {
       KivModelAdapter::modelFromDBDictionary(Dictionary{{"name", "{\"a\":1}"}, {"uid", 1}}, Record::kivClass());
   EXPECT_FALSE(isSet(*braces, "name"));
   EXPECT_FALSE(KivModelAdapter::modelFromDBDictionary(Dictionary::emptyDictionary(), Record::kivClass()));
+}
+
+// Containers travel through their JSON text: long and large doubles come back as themselves.
+TEST(DbModelAdapterTest, NumbersInStoredContainersComeBackExactly) {
+  Record::kiv_classInfo();
+  const auto r = makeRef<Record>();
+  const Array numbers{123456789012345678.0, 18446744073709551616.0, -0.0, 0.1, 1e300, 18446744073709551615ULL};
+  r->setTags(numbers);
+  const MutableDictionary row = KivModelAdapter::DBDictionaryFromModel(r.get());
+  const Ref<KivModel> back = KivModelAdapter::modelFromDBDictionary(row, Record::kivClass());
+  ASSERT_TRUE(back);
+  const Array tags = static_cast<const Record&>(*back).tags();
+  ASSERT_EQ(tags.count(), numbers.count()) << row["tags"].stringView();
+  for (std::size_t i = 0; i < numbers.count(); ++i) {
+    EXPECT_EQ(tags[i].numberKind(), numbers[i].numberKind()) << i;
+    EXPECT_EQ(tags[i].description(), numbers[i].description()) << i;
+  }
+  EXPECT_TRUE(std::signbit(tags[2].doubleValue()));
 }
 
 TEST(DbModelAdapterTest, SuperclassLevelOverwritesANameOnlyWithTheSameKind) {

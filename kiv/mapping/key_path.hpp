@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "kiv/foundation/dictionary.hpp"
+#include "kiv/foundation/json_document.hpp"
 #include "kiv/foundation/value.hpp"
 
 namespace kiv {
@@ -21,12 +22,21 @@ namespace kiv {
 // null as soon as a step meets a null (callers rely on seeing it). The reference lives as long
 // as the receiver and its nested dictionaries do, unchanged.
 const Value& kiv_valueForKey(const Dictionary& receiver, std::string_view keyPath);
+// The rest of the walk for a dotted path: from `entry`, the receiver's entry for the path's first
+// component, through the components of `restOfPath`, the path after its first ".".
+const Value& kiv_valueForRestOfKeyPath(const Value& entry, std::string_view restOfPath);
+// The same over a parsed document: the element that the Values of the receiver would give, read
+// in place (a null element when the walk meets a null, absent when it finds nothing).
+JSONElement kiv_valueForKey(const JSONElement& receiver, std::string_view keyPath);
+JSONElement kiv_valueForRestOfKeyPath(const JSONElement& entry, std::string_view restOfPath);
 
 // Writes the value at the key path, changing the receiver and dictionaries nested in it in
 // place. An absent value does nothing; the null is written.
 // - Plain key: stored when the key has no entry; when both the entry and the value are
-//   dictionaries, the value's pairs are written into the entry one by one (their keys are key
-//   paths too), so dictionaries merge; otherwise the entry is replaced only when it has the
+//   dictionaries, the value's pairs, as they are when the write begins, are written into the entry
+//   one by one (their keys are key paths too), so dictionaries merge (the value may be the entry
+//   itself, which the writes then grow; merges nested deeper than kMaxJSONDepth, which only a
+//   dictionary that holds itself reaches, stop there); otherwise the entry is replaced only when it has the
 //   value's kind (numbers and booleans are different kinds), so a write never changes the kind
 //   of an existing entry.
 // - Dotted path: the first component's entry is created as a new mutable dictionary when it is

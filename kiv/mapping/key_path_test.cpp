@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "kiv/foundation/json.hpp"
 
 namespace kiv {
@@ -63,6 +65,27 @@ TEST(KeyPathWriteTest, MergesDictionariesNeverChangesAKindAndChecksMiddleCompone
   kiv_setValue(frozen, 1, "a.b.c");
   EXPECT_EQ(frozen, (Dictionary{{"a", Dictionary{{"b", Dictionary::emptyDictionary()}}}}));
   kiv_setValue(MutableDictionary(), 1, "a.b");  // an absent receiver
+}
+
+// Merging a dictionary into the entry that holds that very dictionary writes each of its pairs as
+// they were when the write began, though the writes grow it.
+TEST(KeyPathWriteTest, MergingADictionaryIntoItselfReadsItsPairsAsTheyWere) {
+  const MutableDictionary inner = MutableDictionary::dictionary();
+  for (int i = 0; i < 200; ++i) inner.setObject(i, "k" + std::to_string(i) + ".z");
+  const MutableDictionary root{{"a", inner}};
+  kiv_setValue(root, inner, "a");
+  ASSERT_EQ(inner.count(), 400u);
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_EQ(kiv_valueForKey(inner, "k" + std::to_string(i) + ".z"), Value(i)) << i;
+  }
+
+  // A dictionary that holds itself merges into itself a bounded number of times.
+  const MutableDictionary loop{{"n", 1}};
+  loop.setObject(loop, "self");
+  const MutableDictionary top{{"a", loop}};
+  kiv_setValue(top, loop, "a");
+  EXPECT_EQ(loop.count(), 2u);
+  loop.removeObjectForKey("self");  // break the cycle
 }
 
 }  // namespace

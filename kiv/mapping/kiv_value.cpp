@@ -10,7 +10,17 @@ void KivValue::setJSONValue(KivModel& model, const Value& json) const {
   if (!property_ || json.isAbsent()) return;
   Value decoded;
   if (const KivTransformValue* transformer = appliedTransformer()) decoded = transformer->decodeValue(json);
-  const Value& value = decoded.isNothing() ? json : decoded;
+  setDecoded(model, decoded.isNothing() ? json : decoded);
+}
+
+void KivValue::setJSONValue(KivModel& model, const JSONElement& json) const {
+  if (!property_ || !json) return;
+  Value decoded;
+  if (const KivTransformValue* transformer = appliedTransformer()) decoded = transformer->decodeJSONValue(json);
+  setDecoded(model, decoded.isNothing() ? json.value() : decoded);
+}
+
+void KivValue::setDecoded(KivModel& model, const Value& value) const {
   if (property_->cls() && !isKindOfClass(value, *property_->cls())) return;
   model.kiv_setValue(value, *property_);
 }

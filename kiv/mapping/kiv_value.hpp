@@ -39,6 +39,9 @@ class KivValue : public Object {
   // one that is neither absent nor the null, else the value as it came; skipped when the property
   // has a class that the value is not of, when the record has no descriptor, and for absent.
   void setJSONValue(KivModel& model, const Value& json) const;
+  // The same for the element of a parsed document, with the same result as for its Value, which
+  // is built only when it is needed.
+  void setJSONValue(KivModel& model, const JSONElement& json) const;
   // The property's value on the model in JSON form: absent when the record has no descriptor or
   // the property was never set on the model; else the value after the transformer (the null, and
   // values that the transformer does not convert, stay as they are).
@@ -49,6 +52,9 @@ class KivValue : public Object {
   const KivTransformValue* appliedTransformer() const noexcept {
     return transAble_ ? transformValue_.get() : nullptr;
   }
+  // Sets the property to `value` (the decoded value, or the JSON value as it came) unless the
+  // property has a class that the value is not of.
+  void setDecoded(KivModel& model, const Value& value) const;
 
   Ref<const KivProPertyInfo> property_;
   Ref<const KivTransformValue> transformValue_;

@@ -8,10 +8,13 @@ namespace kiv {
 
 namespace {
 
-void fillLevel(KivModel& model, const PropertyMapping& mapping, const Dictionary& json) {
-  for (const PropertyMapping::Entry& entry : mapping) {
-    entry.record->setJSONValue(model, kiv_valueForKey(json, entry.keyPath.view()));
-  }
+// The models of the array's elements that make one, in order; absent for anything but an array.
+Array modelsOfArray(const ModelClass& cls, const JSONElement& array) {
+  if (!array.isArray()) return Array();
+  std::vector<Value> models;
+  models.reserve(array.count());
+  array.forEachElement([&](const JSONElement& e) { models.emplace_back(KivModelAdapter::modelOfClass(cls, e)); });
+  return Array::fromVector(std::move(models));
 }
 
 void writeLevel(const MutableDictionary& out, const PropertyMapping& mapping, const KivModel& model) {
@@ -69,18 +72,53 @@ Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const Diction
   if (nesting.tooDeep()) return nullptr;
   Ref<KivModel> model = cls.create();
   if (!model) return nullptr;
-  forEachModelLevel(cls, [&](const ModelClass& level) {
-    fillLevel(*model, propertyMappingFor(level), json);
-  });
+  readPlanFor(cls).fill(*model, json);
   cls.kiv_finishedModel(*model, json);
   return model;
+}
+
+const JSONReadPlan& KivModelAdapter::readPlanFor(const ModelClass& cls) {
+  static auto* cache = new ClassCache<JSONReadPlan>();  // lives for the process
+  if (const JSONReadPlan* cached = cache->objectForKey(cls)) return *cached;
+  std::vector<const PropertyMapping*> levels;
+  forEachModelLevel(cls, [&](const ModelClass& level) { levels.push_back(&propertyMappingFor(level)); });
+  return cache->insert(cls, makeRef<JSONReadPlan>(levels));
+}
+
+Ref<KivModel> KivModelAdapter::modelOfClass(const ModelClass& cls, const JSONElement& json) {
+  if (!json.isDictionary() || json.count() == 0) return nullptr;
+  if (cls.overridesFinishedModel()) return modelOfClass(cls, json.value().asDictionary());
+  const NestingGuard nesting;
+  if (nesting.tooDeep()) return nullptr;
+  Ref<KivModel> model = cls.create();
+  if (!model) return nullptr;
+  readPlanFor(cls).fill(*model, json);
+  return model;
+}
+
+Ref<KivModel> KivModelAdapter::modelOfClassFromJSONText(const ModelClass& cls, std::string_view text) {
+  const JSONDocument document(text);
+  return modelOfClass(cls, document.root());
+}
+
+Array KivModelAdapter::modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text) {
+  const JSONDocument document(text);
+  return modelsOfArray(cls, document.root());
+}
+
+Array KivModelAdapter::modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text,
+                                                 std::string_view keyPath) {
+  const JSONDocument document(text);
+  return modelsOfArray(cls, kiv_valueForKey(document.root(), keyPath));
 }
 
 MutableDictionary KivModelAdapter::JSONDictionaryFromModel(const KivModel* model) {
   if (!model) return MutableDictionary();
   const NestingGuard nesting;
   if (nesting.tooDeep()) return MutableDictionary();
-  const MutableDictionary out = MutableDictionary::dictionary();
+  std::size_t mapped = 0;
+  forEachModelLevel(model->modelClass(), [&](const ModelClass& level) { mapped += propertyMappingFor(level).count(); });
+  const MutableDictionary out = MutableDictionary::dictionary(mapped);  // room for every plain key path
   forEachModelLevel(model->modelClass(), [&](const ModelClass& level) {
     writeLevel(out, propertyMappingFor(level), *model);
   });

@@ -25,9 +25,14 @@
 #ifndef KIV_MAPPING_MODEL_ADAPTER_HPP_
 #define KIV_MAPPING_MODEL_ADAPTER_HPP_
 
+#include <string_view>
+#include <vector>
+
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
+#include "kiv/foundation/json_document.hpp"
 #include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/json_read_plan.hpp"
 #include "kiv/mapping/property_mapping.hpp"
 #include "kiv/model/model.hpp"
 
@@ -53,6 +58,25 @@ class KivModelAdapter {
   // sets 0), then handed to the class's kiv_finishedModel hook. Null for an absent or empty
   // dictionary (no model is made and no hook is called) and for a class without instances.
   static Ref<KivModel> modelOfClass(const ModelClass& cls, const Dictionary& json);
+  // The same for an object of a parsed JSON document, with the same result as for its dictionary
+  // (null for anything but a non-empty object). A class that does not declare kiv_finishedModel
+  // is filled straight from the document, building Values only for the mapped fields (and nested
+  // models the same way, through their KivClassTransformValue or KivClassArrayTransformValue);
+  // for a class that does, the object's dictionary is built for the hook.
+  static Ref<KivModel> modelOfClass(const ModelClass& cls, const JSONElement& json);
+  // modelOfClass() of the object that JSON text parses to; null when the text does not parse
+  // (see parseJSON) or holds no object.
+  static Ref<KivModel> modelOfClassFromJSONText(const ModelClass& cls, std::string_view text);
+  // The models of the objects in the array that JSON text holds at its top level, or at the key
+  // path of its top-level object, in order (elements that make no model are left out, as
+  // KivClassArrayTransformValue leaves them out); absent when the text does not parse or holds no
+  // array there.
+  static Array modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text);
+  static Array modelsOfClassFromJSONText(const ModelClass& cls, std::string_view text, std::string_view keyPath);
+  // The cached plan for reading the class's models straight from a parsed document, built on
+  // first use.
+  static const JSONReadPlan& readPlanFor(const ModelClass& cls);
+
   // A new dictionary holding each mapped property that is set on the model, at its key path
   // (after its transformer); a property set to no value is written as the null. Absent for a
   // null model.
@@ -86,7 +110,17 @@ inline Ref<KivModel> kiv_modelFromDictionary(const ModelClass& cls, const Dictio
 template <class T>
 Ref<T> kiv_modelFromDictionary(const Dictionary& json) {
   // The model was made by T's own record, so it is a T.
-  return Ref<T>(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).get()));
+  return Ref<T>::adopt(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).detach()));
+}
+// modelsOfClassFromJSONText() for the model class T, typed:
+// kiv_modelsFromJSONText<Status>(responseText, "statuses").
+template <class T, class... KeyPath>
+std::vector<Ref<T>> kiv_modelsFromJSONText(std::string_view text, KeyPath... keyPath) {
+  std::vector<Ref<T>> out;
+  for (const Value& model : KivModelAdapter::modelsOfClassFromJSONText(T::kivClass(), text, keyPath...)) {
+    out.push_back(model.objectAs<T>());
+  }
+  return out;
 }
 // JSONDictionaryFromModel().
 inline MutableDictionary kiv_dictionaryFromModel(const KivModel* model) {

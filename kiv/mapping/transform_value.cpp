@@ -1,5 +1,7 @@
 #include "kiv/mapping/transform_value.hpp"
 
+#include <typeinfo>
+
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/mapping/model_adapter.hpp"
@@ -23,14 +25,27 @@ Value mapArray(const Array& array, Convert&& convert, Keep&& keep) {
 
 bool isPresent(const Value& v) { return v.isPresent(); }
 
+// Whether `transformer` is exactly of class T: a subclass may decode otherwise.
+template <class T>
+bool isExactly(const KivTransformValue& transformer) {
+  return typeid(transformer) == typeid(T);
+}
+
 }  // namespace
 
 Value KivTransformValue::decodeValue(const Value&) const { return Value(); }
 
 Value KivTransformValue::encodeValue(const Value&) const { return Value(); }
 
+Value KivTransformValue::decodeJSONValue(const JSONElement& element) const { return decodeValue(element.value()); }
+
 Value KivClassTransformValue::decodeValue(const Value& value) const {
   return Value(KivModelAdapter::modelOfClass(*modelClass_, value.asDictionary()));
+}
+
+Value KivClassTransformValue::decodeJSONValue(const JSONElement& element) const {
+  if (!isExactly<KivClassTransformValue>(*this)) return KivTransformValue::decodeJSONValue(element);
+  return Value(KivModelAdapter::modelOfClass(*modelClass_, element));
 }
 
 Value KivClassTransformValue::encodeValue(const Value& value) const {
@@ -44,6 +59,14 @@ Value KivClassArrayTransformValue::decodeValue(const Value& value) const {
       value.asArray(),
       [this](const Value& e) { return Value(KivModelAdapter::modelOfClass(*modelClass_, e.asDictionary())); },
       isPresent);
+}
+
+Value KivClassArrayTransformValue::decodeJSONValue(const JSONElement& element) const {
+  if (!isExactly<KivClassArrayTransformValue>(*this)) return KivTransformValue::decodeJSONValue(element);
+  if (!element.isArray()) return Value();
+  const MutableArray out = MutableArray::array(element.count());
+  element.forEachElement([&](const JSONElement& e) { out.addObject(Value(KivModelAdapter::modelOfClass(*modelClass_, e))); });
+  return out;
 }
 
 Value KivClassArrayTransformValue::encodeValue(const Value& value) const {

@@ -14,6 +14,7 @@
 #ifndef KIV_MAPPING_TRANSFORM_VALUE_HPP_
 #define KIV_MAPPING_TRANSFORM_VALUE_HPP_
 
+#include "kiv/foundation/json_document.hpp"
 #include "kiv/foundation/object.hpp"
 #include "kiv/foundation/value.hpp"
 #include "kiv/model/model_class.hpp"
@@ -29,6 +30,10 @@ class KivTransformValue : public Object {
   virtual Value decodeValue(const Value& value) const;
   // The JSON-side value for a model-side value, or absent.
   virtual Value encodeValue(const Value& value) const;
+
+  // decodeValue() of the element's Value, for mapping JSON text straight to models. Transformers
+  // of Kiv's own may answer without building the Value, with the same result.
+  virtual Value decodeJSONValue(const JSONElement& element) const;
 };
 
 // A nested model: a dictionary decodes to a model of `modelClass` (absent for an empty
@@ -43,6 +48,7 @@ class KivClassTransformValue : public KivTransformValue {
 
   Value decodeValue(const Value& value) const override;
   Value encodeValue(const Value& value) const override;
+  Value decodeJSONValue(const JSONElement& element) const override;
 
  private:
   const ModelClass* modelClass_;
@@ -58,6 +64,7 @@ class KivClassArrayTransformValue : public KivTransformValue {
 
   Value decodeValue(const Value& value) const override;
   Value encodeValue(const Value& value) const override;
+  Value decodeJSONValue(const JSONElement& element) const override;
 
  private:
   const ModelClass* modelClass_;

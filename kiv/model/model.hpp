@@ -212,16 +212,19 @@ struct ModelAccess {
       propertyList<T>(std::make_index_sequence<propertyCount<T>()>{});
 
   template <class T>
-  static constexpr ModelHooks hooks() {
+  static ModelHooks hooks() {
     ModelHooks hooks{
         [] { return Value(T::kiv_jsonKeyPathsByProperty()).asDictionary(); },
         [] { return Value(T::kiv_key()); },
         [] { return Value(T::kiv_dbStoreProperty()).asArray(); },
         [] { return Value(T::kiv_valueTransform()).asDictionary(); },
-        [](KivModel& model, const Dictionary& dict) { T::kiv_finishedModel(model, dict); },
         nullptr,
-        &T::kiv_finishedModel != &KivModel::kiv_finishedModel,
+        nullptr,
     };
+    // Compared when the record is made: the addresses of functions are no constant expressions.
+    if (&T::kiv_finishedModel != &KivModel::kiv_finishedModel) {
+      hooks.finishedModel = [](KivModel& model, const Dictionary& dict) { T::kiv_finishedModel(model, dict); };
+    }
     if constexpr (requires(const Value& v) { T::kiv_modelWithDictionary(v); }) {
       hooks.modelWithDictionary = [](const Value& v) { return Value(T::kiv_modelWithDictionary(v)); };
     }

@@ -28,11 +28,11 @@ struct ModelHooks {
   Value (*key)();
   Array (*dbStoreProperty)();
   Dictionary (*valueTransform)();
+  // Only for classes that declare kiv_finishedModel (themselves or through a superclass other
+  // than KivModel); null otherwise.
   void (*finishedModel)(KivModel& model, const Dictionary& dict);
   // Only for classes that declare kiv_modelWithDictionary; null otherwise.
   Value (*modelWithDictionary)(const Value& dictionary);
-  // Whether the class or a superclass declares kiv_finishedModel (KivModel's does nothing).
-  bool overridesFinishedModel;
 };
 
 class ModelClass : public Class {
@@ -62,10 +62,11 @@ class ModelClass : public Class {
   Array kiv_dbStoreProperty() const { return hooks_.dbStoreProperty(); }
   Dictionary kiv_valueTransform() const { return hooks_.valueTransform(); }
   void kiv_finishedModel(KivModel& model, const Dictionary& dict) const {
-    hooks_.finishedModel(model, dict);
+    if (hooks_.finishedModel) hooks_.finishedModel(model, dict);
   }
-  // Whether kiv_finishedModel does more than KivModel's, which does nothing.
-  bool overridesFinishedModel() const noexcept { return hooks_.overridesFinishedModel; }
+  // Whether the class (or a superclass) declares kiv_finishedModel, whose KivModel default does
+  // nothing: a class that does not may be filled without the dictionary that the hook would get.
+  bool overridesFinishedModel() const noexcept { return hooks_.finishedModel != nullptr; }
   // Whether the class (or a superclass) declares kiv_modelWithDictionary, which KivModel itself
   // does not; calling it on a class that does not gives absent.
   bool respondsToModelWithDictionary() const noexcept { return hooks_.modelWithDictionary != nullptr; }
