@@ -50,6 +50,8 @@ namespace kiv {
 
 // SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE: the flags of queues and pools unless given.
 inline constexpr int kSqDefaultOpenFlags = 6;
+// SQLITE_OPEN_READONLY: a connection that only reads (and does not create the file).
+inline constexpr int kSqOpenReadOnly = 1;
 // The mobile platform's open flag for files without data protection. Accepted in open flags for
 // compatibility and masked off before SQLite sees them: this platform has no such protection.
 inline constexpr int kSqOpenFileProtectionNone = 0x400000;

@@ -63,9 +63,11 @@ void KivStorage::switchDataBase(const Ref<OxSimpleDatabase>& database) {
   if (!database) return;
   // Saves made before the switch reach the database they were made on.
   waitUntilBackgroundWritesFinish();
+  Ref<SqDatabaseQueue> reader = readConnectionFor(*database);
   {
     std::lock_guard<SpinLock> guard(databaseLock_);
     oxdb_ = database;
+    readDb_ = std::move(reader);
   }
   {
     std::lock_guard<std::mutex> guard(errorMutex_);
@@ -85,6 +87,17 @@ void KivStorage::configDataBase(const Array& classes) {
     forEachModelLevel(*cls, [](const ModelClass& level) { level.kiv_classInfo(); });
     ensureTable(*cls);
   }
+}
+
+Ref<SqDatabaseQueue> KivStorage::readConnectionFor(OxSimpleDatabase& database) {
+  const Ref<SqDatabaseQueue>& writer = database.innerDb();
+  if (!writer || writer->path().isAbsent() || writer->path().view().empty()) return nullptr;  // in memory
+  // In WAL mode a reader sees the last committed state and never waits for the writer.
+  const OxDbRows mode = database.executeQuery("PRAGMA journal_mode=WAL");
+  if (mode.empty() || mode.front()->dataDict()["journal_mode"].description() != "wal") return nullptr;
+  Ref<SqDatabaseQueue> reader = SqDatabaseQueue::databaseQueueWithPath(writer->path(), kSqOpenReadOnly);
+  if (reader) reader->inDatabase([](SqDatabase& db) { db.setLogsErrors(true); });
+  return reader;
 }
 
 Ref<OxSimpleDatabase> KivStorage::database() const {

@@ -41,6 +41,12 @@
 // write in slices of a few hundred rows, between which other threads' reads run: a read waits
 // for one slice, not for the whole call, and may see the rows of a call not yet committed.
 //
+// Reads. Where the file allows it, the storage puts it in SQLite's WAL journal mode and reads
+// through a second, read-only connection: a read never waits for a write in progress (not even
+// for its commit), and sees the rows as last committed. (Rows that a transaction the application
+// opened on the database has written show once it commits.) A file that cannot be put in WAL
+// mode (read-only, in memory) is read through the database's own connection.
+//
 // Background writes. setModel() caches the model, takes its row at once, and queues the row: the
 // rows waiting are written in submission order, as many as wait in one transaction (a stream of
 // single saves reaches the file at close to setModels speed). At most backgroundWriteLimit() rows
@@ -335,6 +341,14 @@ class KivStorage {
   // Waits until the rows of single saves queued so far are written.
   void flushPendingWrites();
 
+  // A read-only connection to the database's file, which this puts in WAL mode; null when the
+  // file cannot have one.
+  static Ref<SqDatabaseQueue> readConnectionFor(OxSimpleDatabase& database);
+  // Runs block(SqDatabase&) on the read connection, or on the database's own without one; the
+  // result of the block, value-initialised when it did not run.
+  template <class Block>
+  auto onReadConnection(const Ref<OxSimpleDatabase>& db, Block&& block);
+
   // The model of the result set's current row for the class, built straight from its columns.
   Ref<KivModel> modelFromRow(SqResultSet& row, const RowLayout& layout, std::vector<int>& columnIndexes);
   // The models of every row of the query, each cached under its key value; none without a
@@ -355,8 +369,9 @@ class KivStorage {
   std::vector<std::unique_ptr<ClassCache>> madeCaches_;
   // Class name -> table name.
   MemoryCache tableQueue_;
-  // The database in use and useTable; guarded by databaseLock_.
+  // The database in use, its read connection and useTable; guarded by databaseLock_.
   Ref<OxSimpleDatabase> oxdb_;
+  Ref<SqDatabaseQueue> readDb_;
   Ref<OxDbCollection> useTable_;
   mutable SpinLock databaseLock_;
   SpinLock lock_;
@@ -380,6 +395,16 @@ class KivStorage {
   // Reads with a completion, in submission order; the destructor waits for them.
   BackgroundQueue readQueue_;
 };
+
+template <class Block>
+auto KivStorage::onReadConnection(const Ref<OxSimpleDatabase>& db, Block&& block) {
+  Ref<SqDatabaseQueue> reader;
+  {
+    std::lock_guard<SpinLock> guard(databaseLock_);
+    reader = readDb_;
+  }
+  return reader ? reader->inDatabase(std::forward<Block>(block)) : db->inDatabase(std::forward<Block>(block));
+}
 
 }  // namespace kiv
 

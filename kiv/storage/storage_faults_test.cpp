@@ -97,6 +97,23 @@ TEST_F(StorageFaultsTest, AReadByKeySeesASaveThatWaitsToBeWritten) {
   for (int id = 0; id < 1000; ++id) ASSERT_TRUE(storage->modelWith(id, kFeed)) << id;
 }
 
+// Reads go through a connection of their own: a write in progress holds the database's
+// connection, and the read neither waits for it nor sees its rows before they are committed.
+TEST_F(StorageFaultsTest, AReadDuringAnOpenWriteSeesTheLastCommittedRows) {
+  const auto storage = openStorage();
+  storage->setModels({Value(FeedItem::make(1, "committed"))});
+  EXPECT_EQ(onDisk("PRAGMA journal_mode"), "wal");
+  storage->database()->inDatabase([&](SqDatabase& db) {
+    db.beginTransaction();
+    db.executeUpdate("UPDATE kiv_feeditem_v1 SET title = 'in progress' WHERE itemid = 1");
+    const Ref<KivModel> read = storage->dbModel(1, kFeed);  // on the writer's own queue: no deadlock
+    ASSERT_TRUE(read);
+    EXPECT_EQ(static_cast<FeedItem&>(*read).title().str(), "committed");
+    db.commit();
+  });
+  EXPECT_EQ(static_cast<FeedItem&>(*storage->dbModel(1, kFeed)).title().str(), "in progress");
+}
+
 TEST_F(StorageFaultsTest, RegisteringAClassMakesItsSettersRecordSoTheFirstSaveOfAProcessKeepsItsValues) {
   {
     const auto creator = openStorage();

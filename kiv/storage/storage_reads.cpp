@@ -45,7 +45,7 @@ Ref<KivModel> KivStorage::dbModel(const Value& keyValue, const ModelClass& cls) 
   const TableSql& sql = tableSql(cls, layout);
   if (!sql.hasKey()) return nullptr;  // no row has a key to match
   const std::array<Value, 1> key{String(keyValue.description())};
-  return db->inDatabase([&](SqDatabase& connection) -> Ref<KivModel> {
+  return onReadConnection(db, [&](SqDatabase& connection) -> Ref<KivModel> {
     const Ref<SqResultSet> row = connection.executeKeptQuery(sql.selectByKey(), key);
     if (!row || !row->next()) {
       noteFailure(connection);
@@ -74,7 +74,7 @@ Array KivStorage::modelsFromQuery(const ModelClass& cls, std::string_view condit
   if (!db) return models;
   const RowLayout& layout = RowLayout::of(cls);
   const std::string sql = tableSql(cls, layout).select(condition, limit);
-  db->inDatabase([&](SqDatabase& connection) {
+  onReadConnection(db, [&](SqDatabase& connection) {
     const Ref<SqResultSet> rows = connection.executeQuery(sql);
     std::vector<int> columns;
     while (rows && rows->next()) {
