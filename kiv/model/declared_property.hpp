@@ -49,6 +49,20 @@ struct Literal {
 template <int N>
 struct PropertyIndex {};
 
+// How the declaration macros count the properties declared so far in a class body, without a
+// global counter. Every property declares an overload kivPropertiesBefore(PropertyRank<i + 1>)
+// returning PropertyCount<i + 1>, where i is its own index; a call with the highest rank then
+// selects the overload of the highest rank declared so far, since a rank converts to each lower
+// one and a nearer base wins. Inside the class body a declaration sees only the members declared
+// before it, so each property finds its index; from outside, the class's property count.
+inline constexpr int kMaxPropertiesPerClass = 256;
+template <int N>
+struct PropertyRank : PropertyRank<N - 1> {};
+template <>
+struct PropertyRank<0> {};
+template <int N>
+using PropertyCount = std::integral_constant<int, N>;
+
 template <class T>
 struct RefTarget {};
 template <class T>
