@@ -59,7 +59,9 @@ TEST(DictionaryTest, LookupsAgreeWithAReferenceMapThroughRandomChanges) {
     const std::string probe = "key-number-" + std::to_string(random() % 60);
     const auto it = reference.find(probe);
     ASSERT_EQ(d[probe].isPresent(), it != reference.end()) << probe;
-    if (it != reference.end()) ASSERT_EQ(d[probe].intValue(), it->second);
+    if (it != reference.end()) {
+      ASSERT_EQ(d[probe].intValue(), it->second);
+    }
   }
 }
 
