@@ -70,7 +70,7 @@ void showValues(const kiv::Array& statuses) {
     const kiv::Dictionary status = statuses[i].asDictionary();
     const kiv::Value& location = kiv::kiv_valueForKey(status, "user.profile.location");
     std::printf("  %lld @%-14s favorites %-5d followers %-6d location %s\n",
-                kiv::kiv_valueForKey(status, "id").longLongValue(),
+                static_cast<long long>(kiv::kiv_valueForKey(status, "id").longLongValue()),
                 text(kiv::kiv_valueForKey(status, "user.screen_name")).c_str(),
                 status.intForKey("favorite_count", -1),
                 kiv::kiv_valueForKey(status, "user.followers_count").intValue(),

@@ -5,8 +5,10 @@ set -euo pipefail
 
 # What building the library, the demo and the kiv command needs.
 kiv_build_packages=(g++ cmake ninja-build libsqlite3-dev libsimdjson-dev libcli11-dev)
-# What the tests and the benchmarks need besides.
-kiv_test_packages=(libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev rapidjson-dev)
+# What the tests and the benchmarks need besides: the libraries, clang with its sanitizer
+# runtimes and libc++, and GoogleTest's sources (built in-tree for libc++).
+kiv_test_packages=(libgtest-dev libgmock-dev googletest libbenchmark-dev nlohmann-json3-dev rapidjson-dev
+                   clang libclang-rt-dev libc++-dev libc++abi-dev)
 
 kiv_missing_packages() {
   local p

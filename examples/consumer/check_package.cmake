@@ -6,12 +6,14 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${KIV_BUILD_DIR} --prefix ${K
 if(result)
   message(FATAL_ERROR "installing Kiv failed")
 endif()
-set(flags "")
+# The consumer is built with Kiv's compiler and flags (a libc++ build links only with libc++).
+set(flags "${KIV_CXX_FLAGS}")
 if(KIV_SANITIZE)
-  set(flags "-fsanitize=${KIV_SANITIZE}")
+  string(APPEND flags " -fsanitize=${KIV_SANITIZE}")
 endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${KIV_CONSUMER_DIR} -B ${KIV_WORK_DIR}/build -G ${KIV_GENERATOR}
-                        -DCMAKE_PREFIX_PATH=${KIV_WORK_DIR}/prefix -DCMAKE_CXX_FLAGS=${flags}
+                        -DCMAKE_PREFIX_PATH=${KIV_WORK_DIR}/prefix -DCMAKE_CXX_COMPILER=${KIV_CXX_COMPILER}
+                        "-DCMAKE_CXX_FLAGS=${flags}"
                 RESULT_VARIABLE result)
 if(result)
   message(FATAL_ERROR "configuring the consumer with find_package(Kiv) failed")

@@ -1,15 +1,12 @@
 #include "kiv/foundation/background_queue.hpp"
 
-#include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <exception>
 #include <thread>
 #include <vector>
 
 #include "kiv/foundation/log.hpp"
+#include "kiv/foundation/platform.hpp"
 
 namespace kiv {
 namespace {
@@ -38,7 +35,7 @@ class Pool {
 
   void work() {
     // Background work yields to the application's own threads.
-    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10);
+    platform::lowerCurrentThreadPriority();
     while (true) {
       BackgroundQueue::Task task;
       {

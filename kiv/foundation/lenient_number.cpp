@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "kiv/foundation/platform.hpp"
+
 namespace kiv::lenient {
 namespace {
 
@@ -70,7 +72,7 @@ Float parseFloat(std::string_view number) noexcept {
     number.remove_prefix(1);
   }
   Float v = 0;
-  const auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), v);
+  const auto [end, ec] = platform::fromChars(number.data(), number.data() + number.size(), v);
   if (ec == std::errc::result_out_of_range) {
     // from_chars leaves v alone on overflow and underflow; decide which by the exponent sign.
     const bool tiny = number.find("e-") != std::string_view::npos ||

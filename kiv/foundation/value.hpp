@@ -94,8 +94,10 @@ class Value {
   // The null.
   static Value null() noexcept;
 
-  // Numbers. Each records the kind character of its C type.
-  Value(bool v) noexcept : Value(NumberTag{}, 'B', static_cast<std::int64_t>(v)) {}
+  // Numbers. Each records the kind character of its C type. The boolean takes exactly a bool:
+  // a pointer (or anything else that merely converts to bool) is not a boolean.
+  template <class B, class = std::enable_if_t<std::is_same_v<B, bool>>>
+  Value(B v) noexcept : Value(NumberTag{}, 'B', static_cast<std::int64_t>(v)) {}
   Value(char v) noexcept : Value(NumberTag{}, 'c', static_cast<std::int64_t>(static_cast<signed char>(v))) {}
   Value(signed char v) noexcept : Value(NumberTag{}, 'c', static_cast<std::int64_t>(v)) {}
   Value(unsigned char v) noexcept : Value(NumberTag{}, 'C', static_cast<std::uint64_t>(v)) {}
@@ -125,7 +127,8 @@ class Value {
   // Binary data, copied.
   static Value data(const void* bytes, std::size_t size);
 
-  // A model object (or any Object); a null reference gives absent.
+  // A model object (or any Object); a null reference gives absent. A raw pointer to an object
+  // must be wrapped explicitly; pointers to anything else do not make a Value.
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
   Value(const Ref<T>& object) noexcept : Value(static_cast<const Object*>(object.get())) {}
   // The same, taking over the reference.

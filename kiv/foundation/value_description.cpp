@@ -8,6 +8,7 @@
 #include "kiv/foundation/data.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/number_text.hpp"
+#include "kiv/foundation/platform.hpp"
 #include "kiv/foundation/value.hpp"
 
 namespace kiv {
@@ -65,7 +66,7 @@ void describeDictionary(const Dictionary& d, std::string& out, int depth) {
 void describeDate(double seconds, std::string& out) {
   const std::time_t t = static_cast<std::time_t>(std::floor(seconds));
   std::tm tm{};
-  gmtime_r(&t, &tm);
+  platform::utcTime(t, tm);
   char buf[64];
   std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d +0000", tm.tm_year + 1900,
                 tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/data.hpp"
@@ -229,6 +230,18 @@ class Counted : public Object {
  private:
   int* destroyed_;
 };
+
+// A pointer is not a boolean. Text makes a string and an object pointer makes a Value when asked
+// explicitly; every other pointer, and an implicit object pointer, does not compile (so that
+// dict.setObject(model.get(), key) cannot store `true`).
+static_assert(std::is_convertible_v<const char*, Value> && std::is_constructible_v<Value, const Counted*>);
+static_assert(!std::is_convertible_v<Counted*, Value> && !std::is_constructible_v<Value, const Value*>);
+static_assert(!std::is_constructible_v<Value, int*> && !std::is_constructible_v<Value, void (*)()>);
+static_assert(!std::is_constructible_v<Value, int Counted::*>);
+template <class T>
+concept StorableInDictionary = requires(const MutableDictionary& d, const T& object) { d.setObject(object, "k"); };
+static_assert(StorableInDictionary<Ref<Counted>> && StorableInDictionary<bool>);
+static_assert(!StorableInDictionary<Counted*> && !StorableInDictionary<const Value*>);
 
 TEST(ValueTest, ModelValuesKeepTheirObjectAlive) {
   int destroyed = 0;

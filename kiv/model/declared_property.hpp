@@ -25,7 +25,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -49,6 +48,20 @@ struct Literal {
 // The tag that numbers the properties of one class in declaration order.
 template <int N>
 struct PropertyIndex {};
+
+// How the declaration macros count the properties declared so far in a class body, without a
+// global counter. Every property declares an overload kivPropertiesBefore(PropertyRank<i + 1>)
+// returning PropertyCount<i + 1>, where i is its own index; a call with the highest rank then
+// selects the overload of the highest rank declared so far, since a rank converts to each lower
+// one and a nearer base wins. Inside the class body a declaration sees only the members declared
+// before it, so each property finds its index; from outside, the class's property count.
+inline constexpr int kMaxPropertiesPerClass = 256;
+template <int N>
+struct PropertyRank : PropertyRank<N - 1> {};
+template <>
+struct PropertyRank<0> {};
+template <int N>
+using PropertyCount = std::integral_constant<int, N>;
 
 template <class T>
 struct RefTarget {};
@@ -101,77 +114,98 @@ constexpr char integerCode() {
   }
 }
 
-// Appends character by character: views into template arguments must not be compared as pointers
-// during constant evaluation.
-constexpr void append(std::string& text, std::string_view more) {
-  for (const char c : more) text += c;
-}
+// A text built during constant evaluation, in a fixed buffer: std::string is not usable in
+// constant expressions with every compiler and standard library (clang with libstdc++, and
+// libc++ before version 15, refuse it).
+struct ConstantText {
+  static constexpr std::size_t kCapacity = 512;
 
-constexpr std::string decimal(std::size_t n) {
-  std::string digits;
+  constexpr ConstantText& operator+=(char c) {
+    if (size < kCapacity) chars[size] = c;
+    ++size;  // counts on past the capacity, so that an overlong text can be refused
+    return *this;
+  }
+  constexpr ConstantText& operator+=(std::string_view more) {
+    for (const char c : more) *this += c;
+    return *this;
+  }
+  constexpr bool fits() const { return size < kCapacity; }  // with room for a terminating NUL
+  constexpr std::string_view view() const { return {chars.data(), fits() ? size : kCapacity}; }
+
+  std::array<char, kCapacity> chars{};
+  std::size_t size = 0;
+};
+
+constexpr void appendDecimal(ConstantText& text, std::size_t n) {
+  char digits[20] = {};
+  int count = 0;
   do {
-    digits.insert(digits.begin(), static_cast<char>('0' + n % 10));
+    digits[count++] = static_cast<char>('0' + n % 10);
     n /= 10;
   } while (n);
-  return digits;
+  while (count) text += digits[--count];
 }
 
 template <class T>
-constexpr std::string encodingOf();
+constexpr void appendEncoding(ConstantText& text);
 
 template <class Pointee>
-constexpr std::string pointerEncoding() {
+constexpr void appendPointerEncoding(ConstantText& text) {
   using P = std::remove_cv_t<Pointee>;
   if constexpr (std::is_same_v<P, char>) {
-    return std::is_const_v<Pointee> ? "r*" : "*";
+    text += std::is_const_v<Pointee> ? "r*" : "*";
   } else if constexpr (std::is_convertible_v<Pointee*, const Class*>) {
-    return "#";
+    text += '#';
   } else if constexpr (std::is_arithmetic_v<P> || std::is_void_v<P>) {
-    return (std::is_const_v<Pointee> ? "r^" : "^") + encodingOf<P>();
+    text += std::is_const_v<Pointee> ? "r^" : "^";
+    appendEncoding<P>(text);
   } else {
-    return "^{?}";
+    text += "^{?}";
   }
 }
 
 template <class T>
-constexpr std::string encodingOf() {
+constexpr void appendEncoding(ConstantText& text) {
   using U = std::remove_cv_t<T>;
   if constexpr (std::is_enum_v<U>) {
-    return encodingOf<std::underlying_type_t<U>>();
+    appendEncoding<std::underlying_type_t<U>>(text);
   } else if constexpr (std::is_same_v<U, bool>) {
-    return "B";
+    text += 'B';
   } else if constexpr (std::is_integral_v<U>) {
-    return std::string(1, integerCode<U>());
+    text += integerCode<U>();
   } else if constexpr (std::is_same_v<U, float>) {
-    return "f";
+    text += 'f';
   } else if constexpr (std::is_same_v<U, double>) {
-    return "d";
+    text += 'd';
   } else if constexpr (std::is_same_v<U, long double>) {
-    return "D";
+    text += 'D';
   } else if constexpr (std::is_void_v<U>) {
-    return "v";
+    text += 'v';
   } else if constexpr (std::is_pointer_v<U>) {
-    return pointerEncoding<std::remove_pointer_t<U>>();
+    appendPointerEncoding<std::remove_pointer_t<U>>(text);
   } else if constexpr (IsValueKind<U>) {
-    std::string text = "@\"";
-    append(text, ValueKind<U>::kName);
-    return text + "\"";
+    text += "@\"";
+    text += ValueKind<U>::kName;
+    text += '"';
   } else if constexpr (std::is_same_v<U, Value>) {
-    return "@";
+    text += '@';
   } else if constexpr (kIsRef<U>) {
-    std::string text = "@\"";
-    append(text, typeName<typename RefTarget<U>::type>());
-    return text + "\"";
+    text += "@\"";
+    text += typeName<typename RefTarget<U>::type>();
+    text += '"';
   } else if constexpr (std::is_same_v<U, Selector>) {
-    return ":";
+    text += ':';
   } else if constexpr (kIsFunction<U>) {
-    return "@?";
+    text += "@?";
   } else if constexpr (kIsStdArray<U>) {
-    return "[" + decimal(std::tuple_size_v<U>) + encodingOf<typename U::value_type>() + "]";
+    text += '[';
+    appendDecimal(text, std::tuple_size_v<U>);
+    appendEncoding<typename U::value_type>(text);
+    text += ']';
   } else if constexpr (std::is_union_v<U>) {
-    return "(?)";
+    text += "(?)";
   } else {
-    return "{?}";
+    text += "{?}";
   }
 }
 
@@ -188,59 +222,48 @@ constexpr std::string_view memoryAttribute() {
   }
 }
 
-// "userName" gives "setUserName" (ASCII capitalisation of the first character).
-constexpr std::string defaultSetterName(std::string_view name) {
-  std::string setter = "set";
-  if (name.empty()) return setter;
-  const char first = name.front();
-  setter += (first >= 'a' && first <= 'z') ? static_cast<char>(first - 'a' + 'A') : first;
-  append(setter, name.substr(1));
-  return setter;
-}
-
+// Whether `setter` is "set" + `name` with its first character capitalised (ASCII):
+// "userName" and "setUserName".
 constexpr bool isDefaultSetterName(std::string_view name, std::string_view setter) {
-  return setter == defaultSetterName(name);
+  if (setter.size() != name.size() + 3 || setter.substr(0, 3) != "set") return false;
+  if (name.empty()) return true;
+  const char first = name.front();
+  const char capital = (first >= 'a' && first <= 'z') ? static_cast<char>(first - 'a' + 'A') : first;
+  return setter[3] == capital && setter.substr(4) == name.substr(1);
 }
 
 template <class T>
-constexpr std::string attributeText(std::string_view name, std::string_view getter,
-                                    std::string_view setter, bool readonly) {
-  std::string text = "T" + encodingOf<T>();
+constexpr ConstantText attributeText(std::string_view name, std::string_view getter,
+                                     std::string_view setter, bool readonly) {
+  ConstantText text;
+  text += 'T';
+  appendEncoding<T>(text);
   if (readonly) text += ",R";
-  append(text, memoryAttribute<T>());
+  text += memoryAttribute<T>();
   text += ",N";
   if (getter != name) {
     text += ",G";
-    append(text, getter);
+    text += getter;
   }
   if (!readonly && !isDefaultSetterName(name, setter)) {
     text += ",S";
-    append(text, setter);
-    text += ":";
+    text += setter;
+    text += ':';
   }
   text += ",V_";
-  append(text, name);
+  text += name;
   return text;
 }
 
-// The attribute text as a constant array, evaluated once into a buffer and then cut to size.
+// The attribute text as a NUL-terminated constant array of its own size.
 template <class T, Literal Name, Literal Getter, Literal Setter, bool Readonly>
 struct AttributeText {
-  struct Buffer {
-    std::array<char, 512> chars{};
-    std::size_t size = 0;
-  };
-  static constexpr Buffer kBuffer = [] {
-    Buffer buffer;
-    const std::string text = attributeText<T>(Name.view(), Getter.view(), Setter.view(), Readonly);
-    buffer.size = text.size();
-    if (buffer.size < buffer.chars.size()) std::copy(text.begin(), text.end(), buffer.chars.begin());
-    return buffer;
-  }();
-  static_assert(kBuffer.size < kBuffer.chars.size(), "attribute text too long");
-  static constexpr std::array<char, kBuffer.size + 1> kChars = [] {
-    std::array<char, kBuffer.size + 1> chars{};
-    std::copy_n(kBuffer.chars.begin(), kBuffer.size, chars.begin());
+  static constexpr ConstantText kText =
+      attributeText<T>(Name.view(), Getter.view(), Setter.view(), Readonly);
+  static_assert(kText.fits(), "attribute text too long");
+  static constexpr std::array<char, kText.view().size() + 1> kChars = [] {
+    std::array<char, kText.view().size() + 1> chars{};
+    std::copy_n(kText.view().begin(), kText.view().size(), chars.begin());
     return chars;
   }();
 };
@@ -317,7 +340,9 @@ constexpr char numberCode() {
   if constexpr (std::is_enum_v<T>) {
     return numberCode<std::underlying_type_t<T>>();
   } else {
-    return encodingOf<T>()[0];
+    ConstantText text;
+    appendEncoding<T>(text);
+    return text.chars[0];
   }
 }
 

@@ -15,17 +15,18 @@
 //
 // KIV_MODEL(Class, Super) declares the class's record, Class::kivClass(), and its descriptor,
 // Class::kiv_classInfo(); Super is the direct superclass (the compiler checks that Class is the
-// class the macro is written in and that Super is one of its bases). KIV_PROPERTY(Type, name, setName) declares the field `name_`, the getter `name()` and the
-// setter `setName(value)`, and records the property with its attribute text (see
-// declared_property.hpp). The setter's name is written out so that it can be found in the
-// source; it must be "set" + the capitalised name, which is checked at compile time.
-// KIV_PROPERTY_ACCESSORS(Type, name, getter, setter) names the accessors freely: a getter other
-// than `name` gives the attribute "G", a setter other than setName gives "S", and such a setter
-// never records merges. KIV_READONLY_PROPERTY(Type, name) declares the field and the getter only;
-// the class sets `name_` itself. Weak references are not offered: objects are reference-counted
-// only. A type that contains a comma needs an alias. The macros leave the access at private.
-// They number the properties of a class with __COUNTER__, so a model's body must not use
-// __COUNTER__ between them.
+// class the macro is written in and that Super is one of its bases). KIV_PROPERTY(Type, name,
+// setName) declares the field `name_`, the getter `name()` and the setter `setName(value)`, and
+// records the property with its attribute text (see declared_property.hpp). The setter's name is
+// written out so that it can be found in the source; it must be "set" + the capitalised name,
+// which is checked at compile time. KIV_PROPERTY_ACCESSORS(Type, name, getter, setter) names the
+// accessors freely: a getter other than `name` gives the attribute "G", a setter other than
+// setName gives "S", and such a setter never records merges. KIV_READONLY_PROPERTY(Type, name)
+// declares the field and the getter only; the class sets `name_` itself. Weak references are not
+// offered: objects are reference-counted only. A type that contains a comma needs an alias.
+// Properties are numbered in declaration order by the macros themselves (at most 256 per class),
+// whatever else the class body declares between them. Each macro leaves the access at public:
+// fields and bookkeeping are private, accessors public.
 //
 // Merge flags. Every model object records which of its properties have been set: a generated
 // setter marks the property's merge bit before it stores the value (one load and one bit set),
@@ -192,12 +193,12 @@ namespace detail {
 
 // What the declaration macros need from a model class T; a friend of every model class.
 struct ModelAccess {
-  template <class T, int N = 0>
+  template <class T>
   static constexpr int propertyCount() {
-    if constexpr (requires { T::kivProperty(PropertyIndex<N>{}); }) {
-      return propertyCount<T, N + 1>();
+    if constexpr (requires { T::kivPropertiesBefore(PropertyRank<kMaxPropertiesPerClass>{}); }) {
+      return decltype(T::kivPropertiesBefore(PropertyRank<kMaxPropertiesPerClass>{}))::value;
     } else {
-      return N;
+      return 0;  // KivModel itself
     }
   }
 
@@ -251,14 +252,6 @@ struct ModelAccess {
 
 // Declares the model class `Class`, a direct subclass of the model class `Super`.
 #define KIV_MODEL(Class, Super)                                                               \
- public:                                                                                      \
-  static const ::kiv::ModelClass& kivClass() {                                                \
-    static const ::kiv::ModelClass& record =                                                  \
-        ::kiv::detail::ModelAccess::makeClass<Class>(#Class, Super::kivClass());              \
-    return record;                                                                            \
-  }                                                                                           \
-  static const ::kiv::KivClassInfo& kiv_classInfo() { return kivClass().kiv_classInfo(); }   \
-                                                                                              \
  private:                                                                                     \
   friend struct ::kiv::detail::ModelAccess;                                                   \
   using kivSelf = Class;                                                                      \
@@ -269,9 +262,20 @@ struct ModelAccess {
     static_assert(std::is_base_of_v<Super, Class> && !std::is_same_v<Super, Class>,           \
                   "KIV_MODEL must name the class's superclass");                             \
   }                                                                                           \
-  static constexpr int kivPropertyBase = __COUNTER__;                                         \
-  static void kivProperty() = delete;                                                         \
-  static inline const ::kiv::ModelClass& kivRegistration = kivClass();
+  static ::kiv::detail::PropertyCount<0> kivPropertiesBefore(::kiv::detail::PropertyRank<0>); \
+                                                                                              \
+ public:                                                                                      \
+  static const ::kiv::ModelClass& kivClass() {                                                \
+    static const ::kiv::ModelClass& record =                                                  \
+        ::kiv::detail::ModelAccess::makeClass<Class>(#Class, Super::kivClass());              \
+    return record;                                                                            \
+  }                                                                                           \
+  static const ::kiv::KivClassInfo& kiv_classInfo() { return kivClass().kiv_classInfo(); }   \
+                                                                                              \
+ private:                                                                                     \
+  static inline const ::kiv::ModelClass& kivRegistration = kivClass();                        \
+                                                                                              \
+ public:
 
 // Declares a property with the getter `name()` and the recording setter `setter(value)`, which
 // must be named "set" + the capitalised name.
@@ -286,8 +290,9 @@ struct ModelAccess {
  private:                                                                                     \
   Type name##_{};                                                                             \
   static inline ::kiv::MergeSlot kivSlot_##name;                                              \
+  KIV_DETAIL_PROPERTY_INDEX(name)                                                             \
   static constexpr ::kiv::Property kivProperty(                                               \
-      ::kiv::detail::PropertyIndex<__COUNTER__ - kivPropertyBase - 1>) {                      \
+      ::kiv::detail::PropertyIndex<kivIndex_##name>) {                                        \
     return ::kiv::detail::declaredProperty<kivSelf, Type, &kivSelf::name##_,                  \
                                            &kivSelf::setter, #name, #getter, #setter>(        \
         &kivSlot_##name);                                                                     \
@@ -298,23 +303,30 @@ struct ModelAccess {
   void setter(Type value) {                                                                   \
     kivMarkSet(kivSlot_##name);                                                               \
     name##_ = std::move(value);                                                               \
-  }                                                                                           \
-                                                                                              \
- private:
+  }
 
 // Declares a read-only property: the field `name_` and the getter `name()`.
 #define KIV_READONLY_PROPERTY(Type, name)                                                     \
  private:                                                                                     \
   Type name##_{};                                                                             \
+  KIV_DETAIL_PROPERTY_INDEX(name)                                                             \
   static constexpr ::kiv::Property kivProperty(                                               \
-      ::kiv::detail::PropertyIndex<__COUNTER__ - kivPropertyBase - 1>) {                      \
+      ::kiv::detail::PropertyIndex<kivIndex_##name>) {                                        \
     return ::kiv::detail::declaredProperty<kivSelf, Type, &kivSelf::name##_, nullptr, #name,  \
                                            #name, "">(nullptr);                               \
   }                                                                                           \
                                                                                               \
  public:                                                                                      \
-  ::kiv::detail::GetterResult<Type> name() const { return name##_; }                          \
-                                                                                              \
- private:
+  ::kiv::detail::GetterResult<Type> name() const { return name##_; }
+
+// The index of property `name` among its class's own (the number declared before it), and the
+// overload that counts it (see PropertyRank).
+#define KIV_DETAIL_PROPERTY_INDEX(name)                                                       \
+  static constexpr int kivIndex_##name = decltype(kivPropertiesBefore(                        \
+      ::kiv::detail::PropertyRank<::kiv::detail::kMaxPropertiesPerClass>{}))::value;          \
+  static_assert(kivIndex_##name < ::kiv::detail::kMaxPropertiesPerClass,                      \
+                "a model class declares at most 256 properties of its own");                  \
+  static ::kiv::detail::PropertyCount<kivIndex_##name + 1> kivPropertiesBefore(               \
+      ::kiv::detail::PropertyRank<kivIndex_##name + 1>);
 
 #endif  // KIV_MODEL_MODEL_HPP_

@@ -101,6 +101,31 @@ class MtLateChild : public MtLate {
   KIV_PROPERTY(int, extra, setExtra)
 };
 
+// The macros count a class's properties themselves: other declarations between them, a
+// __COUNTER__ among them, change nothing; and they leave the class body public.
+class MtBusyBody : public KivModel {
+  KIV_MODEL(MtBusyBody, KivModel)
+  KIV_PROPERTY(int, first, setFirst)
+  static constexpr int kUnrelated = __COUNTER__;
+  KIV_READONLY_PROPERTY(int, second)
+  static constexpr int kAnother = __COUNTER__ + __COUNTER__ + kUnrelated;
+  KIV_PROPERTY(String, third, setThird)
+  int afterTheMacros = kAnother;
+};
+
+template <class T>
+concept HasPublicMemberAfterTheMacros = requires(T& model) { model.afterTheMacros; };
+static_assert(HasPublicMemberAfterTheMacros<MtBusyBody>);
+
+TEST(ModelTest, PropertiesAreCountedInDeclarationOrderWhateverLiesBetweenThem) {
+  std::vector<std::string> names;
+  for (const Property& property : MtBusyBody::kivClass().properties()) names.emplace_back(property.name);
+  EXPECT_EQ(names, (std::vector<std::string>{"first", "second", "third"}));
+  const Ref<MtBusyBody> model = makeRef<MtBusyBody>();
+  model->setValue("t", "third");
+  EXPECT_EQ(model->third(), String("t"));
+}
+
 TEST(ModelTest, SettersRecordFromTheirClassesFirstDescriptorOn) {
   // Nothing in this program has described MtLate or MtLateChild yet.
   auto model = makeRef<MtLateChild>();

@@ -18,7 +18,7 @@
 #define KIV_SQLITE_DATABASE_HPP_
 
 #include <array>
-#include <cstdarg>
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -59,6 +59,11 @@ inline constexpr int kSqOpenFileProtectionNone = 0x400000;
 // The stand-in for a C variable argument list of objects: the arguments, in order. The variadic
 // templates (executeQuery(sql, args...)) build one from their arguments.
 using SqArgumentList = std::span<const Value>;
+
+// What the variadic templates take as an argument: anything that makes a Value (numbers, text,
+// Values and their views, model objects). Other pointers do not compile.
+template <class T>
+concept SqArgument = std::constructible_from<Value, const T&>;
 
 // The statement cache: SQL text -> the statements prepared for it (one per result set alive at
 // once). Looked up by string_view without copying the text.
@@ -210,39 +215,46 @@ class SqDatabase : public Object {
   // ones are ignored. Dictionary arguments bind by name: key "id" to ":id"; a key without a
   // parameter is logged and skipped, but every parameter must get a value.
 
-  template <class... Args>
+  template <SqArgument... Args>
   Ref<SqResultSet> executeQuery(std::string_view sql, const Args&... args) {
     return executeQueryWithVAList(sql, std::array<Value, sizeof...(Args)>{Value(args)...});
   }
   Ref<SqResultSet> executeQueryWithArgumentsInArray(std::string_view sql, const Array& arguments);
   Ref<SqResultSet> executeQueryWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
   Ref<SqResultSet> executeQueryWithVAList(std::string_view sql, SqArgumentList arguments);
-  // The SQL with printf-like escapes turned into "?" parameters (see extractSQL). C varargs:
-  // "%@" takes a `const kiv::Value*` (nullptr for nothing).
-  Ref<SqResultSet> executeQueryWithFormat(const char* format, ...);
+  // The format with printf-like escapes turned into "?" parameters, each bound to the next
+  // argument converted as its escape says (see extractSQL): executeQueryWithFormat("select * from
+  // t where name = %@ and age > %d", name, 18).
+  template <SqArgument... Args>
+  Ref<SqResultSet> executeQueryWithFormat(std::string_view format, const Args&... args) {
+    return executeQueryWithFormatList(format, std::array<Value, sizeof...(Args)>{Value(args)...});
+  }
 
   // --- Updates ----------------------------------------------------------------------------------
   //
   // Each steps the statement once and returns whether it finished (SQLITE_DONE or SQLITE_OK);
   // arguments as for queries. A statement that yields a row (a SELECT) fails.
 
-  template <class... Args>
+  template <SqArgument... Args>
   bool executeUpdate(std::string_view sql, const Args&... args) {
     return executeUpdateWithVAList(sql, std::array<Value, sizeof...(Args)>{Value(args)...});
   }
   bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
   bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
   bool executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments);
-  bool executeUpdateWithFormat(const char* format, ...);
+  template <SqArgument... Args>
+  bool executeUpdateWithFormat(std::string_view format, const Args&... args) {
+    return executeUpdateWithFormatList(format, std::array<Value, sizeof...(Args)>{Value(args)...});
+  }
   // Also sets `*outError` (when given) when the SQL does not prepare.
-  template <class... Args>
+  template <SqArgument... Args>
   bool executeUpdateWithErrorAndBindings(std::string_view sql, Error* outError, const Args&... args) {
     const std::array<Value, sizeof...(Args)> arguments{Value(args)...};
     return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, outError, Array(), Dictionary(),
                                                                           arguments);
   }
   // The older name of executeUpdateWithErrorAndBindings.
-  template <class... Args>
+  template <SqArgument... Args>
   bool update(std::string_view sql, Error* outError, const Args&... args) {
     return executeUpdateWithErrorAndBindings(sql, outError, args...);
   }
@@ -267,12 +279,18 @@ class SqDatabase : public Object {
   // is open (not again after a reopen).
   void makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block);
 
-  // Turns printf-like escapes of `sql` into "?" and appends the arguments, read from `args`, to
-  // `arguments`: %@ (const Value*), %c, %s, %d %i %D, %u %U, %f, %g (narrowed to float), %hi %hu,
-  // %ld %lu, %lld %llu, %qi %qu. A "%" is never copied; "%@" with nullptr adds neither "?" nor
-  // an argument; another character after "%" is copied alone ("%%" gives "%"), and the character
-  // after such an escape is again read as an escape character.
-  static void extractSQL(std::string_view sql, va_list args, std::string& cleanedSQL, const MutableArray& arguments);
+  // Turns the printf-like escapes of `sql` into "?" and appends to `arguments` the values of
+  // `args`, one per escape and in order, each converted as its escape says: %@ the value as it
+  // is; %c a one-character string (charValue); %s the value's text (a string as it is, else its
+  // "%@" text); %d %i %D int; %u %U unsigned; %f double; %g float; %hi %hu short, unsigned short;
+  // %ld %lu long, unsigned long; %lld %llu and %qi %qu long long, unsigned long long (numbers read
+  // leniently, as the Value accessors read them). An absent argument, and an escape with no
+  // argument left, add neither "?" nor an argument (the placeholder vanishes); surplus arguments
+  // are ignored. A "%" is never copied; another character after "%" is copied alone ("%%" gives
+  // "%") and reads no argument, and the character after such an escape is again read as an
+  // escape character.
+  static void extractSQL(std::string_view sql, SqArgumentList args, std::string& cleanedSQL,
+                         const MutableArray& arguments);
 
   // --- Transactions and savepoints --------------------------------------------------------------
   //
@@ -296,37 +314,37 @@ class SqDatabase : public Object {
   // The single-value queries read column 0 of the first row; with no row (or a failed query)
   // they return 0, false or absent.
 
-  template <class... Args>
+  template <SqArgument... Args>
   String stringForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...},
                          &SqResultSet::stringForColumnIndex, String());
   }
-  template <class... Args>
+  template <SqArgument... Args>
   std::int32_t intForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::intForColumnIndex,
                          std::int32_t{0});
   }
-  template <class... Args>
+  template <SqArgument... Args>
   std::int64_t longForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::longForColumnIndex,
                          std::int64_t{0});
   }
-  template <class... Args>
+  template <SqArgument... Args>
   bool boolForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::boolForColumnIndex,
                          false);
   }
-  template <class... Args>
+  template <SqArgument... Args>
   double doubleForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...},
                          &SqResultSet::doubleForColumnIndex, 0.0);
   }
-  template <class... Args>
+  template <SqArgument... Args>
   Data dataForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::dataForColumnIndex,
                          Data());
   }
-  template <class... Args>
+  template <SqArgument... Args>
   Date dateForQuery(std::string_view sql, const Args&... args) {
     return valueForQuery(sql, std::array<Value, sizeof...(Args)>{Value(args)...}, &SqResultSet::dateForColumnIndex,
                          Date());
@@ -358,6 +376,9 @@ class SqDatabase : public Object {
 
   static int SqDBDatabaseBusyHandler(void* context, int count);
 
+  // The format forms after extractSQL: the array form of the query or update.
+  Ref<SqResultSet> executeQueryWithFormatList(std::string_view format, SqArgumentList arguments);
+  bool executeUpdateWithFormatList(std::string_view format, SqArgumentList arguments);
   // Logs "The SqDatabase <db> is currently in use.".
   void warnInUse() const;
 

@@ -47,14 +47,6 @@ void SqDBBlockSQLiteCallBackFunction(sqlite3_context* context, int argc, sqlite3
   }
 }
 
-// The SQL and the arguments that extractSQL makes of a format and its variable arguments.
-struct FormattedSQL {
-  FormattedSQL(const char* format, va_list args) { SqDatabase::extractSQL(format, args, sql, arguments); }
-
-  std::string sql;
-  const MutableArray arguments = MutableArray::array();
-};
-
 void traceArgument(const Value& argument) {
   if (argument.isData()) {
     log("data: " + std::to_string(argument.asData().size()) + " bytes");
@@ -275,14 +267,6 @@ Ref<SqResultSet> SqDatabase::executeQueryWithVAList(std::string_view sql, SqArgu
   return executeQueryWithArgumentsInArrayOrDictionaryOrVAList(sql, Array(), Dictionary(), arguments);
 }
 
-Ref<SqResultSet> SqDatabase::executeQueryWithFormat(const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  const FormattedSQL formatted(format, args);
-  va_end(args);
-  return executeQueryWithArgumentsInArray(formatted.sql, formatted.arguments);
-}
-
 bool SqDatabase::executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments) {
   return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, arguments, Dictionary(), {});
 }
@@ -302,14 +286,6 @@ Ref<SqResultSet> SqDatabase::executeKeptQuery(std::string_view sql, SqArgumentLi
 bool SqDatabase::executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments) {
   return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, nullptr, Array(), Dictionary(),
                                                                         arguments);
-}
-
-bool SqDatabase::executeUpdateWithFormat(const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  const FormattedSQL formatted(format, args);
-  va_end(args);
-  return executeUpdateWithArgumentsInArray(formatted.sql, formatted.arguments);
 }
 
 // --- Bulk statements and SQL functions ----------------------------------------------------------
