@@ -60,10 +60,12 @@ class Tagged : public Object {
 
 TEST(MappingConcurrencyTest, ClassCacheGrowsWhileItIsRead) {
   constexpr int kClasses = 300;
-  // Records live for the process, as every class record does.
+  // Records and their names live for the process, as every class record does.
+  static auto& names = *new std::vector<std::string>(kClasses);
   static auto& classes = *new std::vector<const ModelClass*>();
   for (int i = 0; i < kClasses; ++i) {
-    classes.push_back(new ModelClass("McDynamic", KivModel::kivClass(), {}, nullptr, ModelHooks{}));
+    names[i] = "McDynamic" + std::to_string(i);
+    classes.push_back(new ModelClass(names[i], names[i], KivModel::kivClass(), {}, nullptr, ModelHooks{}));
   }
   ClassCache<Tagged> cache;
   std::atomic<int> wrong{0};

@@ -102,6 +102,14 @@ constexpr std::string_view typeName() {
   return qualifier == std::string_view::npos ? text : text.substr(qualifier + 2);
 }
 
+// The name of a type with its namespaces, as the compiler spells it ("app::FeedItem").
+template <class T>
+constexpr std::string_view qualifiedTypeName() {
+  std::string_view text = __PRETTY_FUNCTION__;
+  const std::size_t begin = text.find("T = ") + 4;
+  return text.substr(begin, text.find_first_of(";]", begin) - begin);
+}
+
 // The encoding character of an integer type.
 template <class T>
 constexpr char integerCode() {

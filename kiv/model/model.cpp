@@ -21,6 +21,14 @@ const ModelClass& KivModel::kivClass() {
   return record;
 }
 
+bool KivModel::isSet(std::string_view name) const {
+  const KivProPertyInfo* info = nullptr;
+  forEachModelLevel(modelClass(), [&](const ModelClass& level) {
+    if (!info) info = level.kiv_classInfo().propDict().objectForKey(name);
+  });
+  return info && flag_.needMergeAt(info->mergeIdx());
+}
+
 Ref<KivModel> KivModel::fromValue(Value&& value) noexcept {
   KivModel* model = in(value);
   if (model) value.detachObject();

@@ -51,6 +51,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
@@ -137,6 +138,9 @@ class KivModel : public Object {
     if (!info.cls() && get && isNumberCode(info.type() & KivEncodingTypeMask)) return get(*this);
     return objectForInfo(info);
   }
+  // Whether the property of the name, declared by this object's class or a superclass, was set on
+  // this object; false for an unknown name.
+  bool isSet(std::string_view name) const;
   // Copies the properties that are set on `other` into this object and marks them set, over
   // the class levels that both objects have, starting at this object's class (at other's class
   // when this object's class derives from it). Unset properties of `other` change nothing.
@@ -243,11 +247,45 @@ struct ModelAccess {
 
   template <class T>
   static const ModelClass& makeClass(std::string_view name, const Class& superclass) {
-    return *new ModelClass(name, superclass, kProperties<T>, factory<T>(), hooks<T>());
+    return *new ModelClass(name, qualifiedTypeName<T>(), superclass, kProperties<T>, factory<T>(), hooks<T>());
+  }
+
+  // Whether T declares KIV_MODEL itself (a class that does not answers with its superclass's
+  // record, so it cannot be told apart from it).
+  template <class T>
+  static constexpr bool declaresModel() {
+    if constexpr (requires { typename T::kivSelf; }) {
+      return std::is_same_v<typename T::kivSelf, T>;
+    } else {
+      return false;
+    }
   }
 };
 
 }  // namespace detail
+
+// A model class that declares KIV_MODEL itself (KivModel included): what the typed calls take.
+template <class T>
+concept DeclaredModel = std::is_base_of_v<KivModel, T> && (std::is_same_v<T, KivModel> || detail::ModelAccess::declaresModel<T>());
+
+// The model as a T, or null when it is none (its class is not T or a subclass of T).
+template <DeclaredModel T>
+Ref<T> modelCast(Ref<KivModel> model) noexcept {
+  if (!model || !model->modelClass().isSubclassOfClass(T::kivClass())) return nullptr;
+  return Ref<T>::adopt(static_cast<T*>(model.detach()));
+}
+
+// The models of the array that are T's, in order (other elements are left out).
+template <DeclaredModel T>
+std::vector<Ref<T>> modelsOf(const Array& models) {
+  std::vector<Ref<T>> out;
+  out.reserve(models.count());
+  for (const Value& element : models) {
+    if (Ref<T> model = modelCast<T>(Ref<KivModel>(KivModel::in(element)))) out.push_back(std::move(model));
+  }
+  return out;
+}
+
 }  // namespace kiv
 
 // Declares the model class `Class`, a direct subclass of the model class `Super`.

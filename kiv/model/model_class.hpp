@@ -35,14 +35,25 @@ struct ModelHooks {
   Value (*modelWithDictionary)(const Value& dictionary);
 };
 
+// How a class's hooks that name something other than a property of the class chain are reported
+// when the class is first described (see ModelClass::kiv_classInfo): a log line each, and with
+// kStop the process then stops with an assertion. The default is kStop in builds without NDEBUG,
+// kLog otherwise.
+enum class KivHookNameCheck { kLog, kStop };
+void setKivHookNameCheck(KivHookNameCheck check) noexcept;
+
 class ModelClass : public Class {
  public:
   using Create = Ref<KivModel> (*)();
 
-  // `create` may be null for a class without instances. `name` and `properties` must live for
-  // the process.
-  ModelClass(std::string_view name, const Class& superclass, std::span<const Property> properties,
-             Create create, const ModelHooks& hooks);
+  // `create` may be null for a class without instances. `name`, `qualifiedName` and `properties`
+  // must live for the process. Registers the record by `name`; a second model class of the same
+  // name stops the process with an assertion naming both classes by `qualifiedName`.
+  ModelClass(std::string_view name, std::string_view qualifiedName, const Class& superclass,
+             std::span<const Property> properties, Create create, const ModelHooks& hooks);
+
+  // The name with its namespaces, as the compiler spells the type ("app::FeedItem").
+  std::string_view qualifiedName() const noexcept { return qualifiedName_; }
 
   // The superclass when it is a model class; null for KivModel itself.
   const ModelClass* modelSuperclass() const noexcept { return modelSuperclass_; }
@@ -53,7 +64,12 @@ class ModelClass : public Class {
   Value newInstance() const override;
 
   // The class's descriptor, built on first use under one process-wide lock and kept for the
-  // process. Building it makes the class's generated setters record merges from then on.
+  // process. Building it describes the model superclasses first, so that the generated setters of
+  // the whole chain record merges from then on, and checks that every name the class's hooks use
+  // (the keys of kiv_jsonKeyPathsByProperty and kiv_valueTransform, the strings of
+  // kiv_dbStoreProperty, kiv_key) is a property of the chain: each one that is not is logged
+  // ("Kiv: <hook> of <class> names <name>, which is no property of <class> or its
+  // superclasses"), see KivHookNameCheck.
   const KivClassInfo& kiv_classInfo() const;
 
   // The hooks (defaults in KivModel).
@@ -78,6 +94,10 @@ class ModelClass : public Class {
   static const ModelClass* fromValue(const Value& value) noexcept;
 
  private:
+  // Logs each name of the class's hooks that is no property of the chain.
+  void checkHookNames() const;
+
+  std::string_view qualifiedName_;
   const ModelClass* modelSuperclass_;
   Create create_;
   ModelHooks hooks_;

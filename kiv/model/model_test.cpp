@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kiv/model/model_test_support.hpp"
+#include "kiv/testing/test_support.hpp"
 
 namespace kiv {
 namespace {
@@ -126,24 +127,79 @@ TEST(ModelTest, PropertiesAreCountedInDeclarationOrderWhateverLiesBetweenThem) {
   EXPECT_EQ(model->third(), String("t"));
 }
 
-TEST(ModelTest, SettersRecordFromTheirClassesFirstDescriptorOn) {
+TEST(ModelTest, SettersRecordFromTheFirstDescriptionOfTheirClassOrASubclassOn) {
   // Nothing in this program has described MtLate or MtLateChild yet.
   auto model = makeRef<MtLateChild>();
   model->setCount(1);
   model->setExtra(1);
   EXPECT_EQ(model->kivFlag().flag1(), 0u);
+  EXPECT_FALSE(model->isSet("count"));
 
-  const KivClassInfo& child = MtLateChild::kiv_classInfo();
-  model->setCount(2);  // its class, MtLate, is still undescribed
-  EXPECT_EQ(model->kivFlag().flag1(), 0u);
+  MtLateChild::kiv_classInfo();  // describes MtLate first
+  model->setCount(2);
   model->setExtra(2);
-  EXPECT_TRUE(model->kivFlag().needMergeAt(child.propDict().objectForKey("extra")->mergeIdx()));
-
-  MtLate::kiv_classInfo();
-  model->setCount(3);
-  EXPECT_EQ(model->kivFlag().flag1(), 3u);
-  EXPECT_EQ(model->count(), 3);
+  EXPECT_TRUE(model->isSet("count"));
+  EXPECT_TRUE(model->isSet("extra"));
+  EXPECT_FALSE(model->isSet("noSuchProperty"));
+  EXPECT_EQ(model->count(), 2);
 }
+
+// A hook that names no property is logged once, when its class is first described; a build that
+// asks for it stops instead.
+class MtTypo : public KivModel {
+  KIV_MODEL(MtTypo, KivModel)
+  KIV_PROPERTY(int, count, setCount)
+
+ public:
+  static Dictionary kiv_jsonKeyPathsByProperty() { return {{"count", "count"}, {"cuont", "n"}}; }
+  static Value kiv_key() { return "count"; }
+  static Array kiv_dbStoreProperty() { return {"count", "total", 7}; }
+};
+
+class MtTypoDeath : public KivModel {
+  KIV_MODEL(MtTypoDeath, KivModel)
+
+ public:
+  static Value kiv_key() { return "id"; }
+};
+
+TEST(ModelTest, HookNamesThatAreNoPropertiesAreLoggedAtTheFirstDescription) {
+  testing::LogCapture log;
+  MtTypo::kiv_classInfo();
+  MtTypo::kiv_classInfo();
+  EXPECT_EQ(log.lines(), (std::vector<std::string>{
+                             "Kiv: kiv_jsonKeyPathsByProperty of MtTypo names cuont, which is no property of MtTypo "
+                             "or its superclasses",
+                             "Kiv: kiv_dbStoreProperty of MtTypo names total, which is no property of MtTypo or its "
+                             "superclasses"}));
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(([] {
+                 setKivHookNameCheck(KivHookNameCheck::kStop);
+                 MtTypoDeath::kiv_classInfo();
+               }()),
+               "the hooks of .*MtTypoDeath name no property");
+}
+
+// Class names name tables and are looked up: a second model class of a name stops the process.
+TEST(ModelTest, TwoModelClassesOfOneNameStopTheProcessNamingBoth) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(new ModelClass("MtLate", "elsewhere::MtLate", KivModel::kivClass(), {}, nullptr, ModelHooks{}),
+               "two model classes are named MtLate: kiv::.*MtLate and elsewhere::MtLate");
+}
+
+TEST(ModelTest, ModelCastChecksTheClassAndTypedCallsTakeOnlyDeclaredModels) {
+  const Ref<KivModel> child = makeRef<MtLateChild>();
+  EXPECT_EQ(modelCast<MtLate>(child), child);
+  EXPECT_EQ(modelCast<MtLateChild>(child), child);
+  EXPECT_FALSE(modelCast<MtBusyBody>(child));
+  EXPECT_FALSE(modelCast<MtLate>(nullptr));
+  const Array models{Value(child), Value(makeRef<MtBusyBody>()), Value(1)};
+  EXPECT_EQ(modelsOf<MtLate>(models).size(), 1u);
+}
+
+struct MtNotDeclared : MtLate {};
+static_assert(DeclaredModel<MtLateChild> && DeclaredModel<KivModel>);
+static_assert(!DeclaredModel<MtNotDeclared>, "a class without KIV_MODEL answers with its superclass's record");
 
 TEST(ModelTest, CustomSetterNamesAndReadonlyPropertiesNeverRecord) {
   const ModelClass& cls = Kinds::kivClass();

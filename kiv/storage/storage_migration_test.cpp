@@ -32,8 +32,8 @@ namespace kiv::testing {
 namespace {
 
 // A model whose stored properties and key each test chooses, as releases of an application would.
-class Record : public KivModel {
-  KIV_MODEL(Record, KivModel)
+class Entry : public KivModel {
+  KIV_MODEL(Entry, KivModel)
   KIV_PROPERTY(std::int64_t, a, setA)
   KIV_PROPERTY(std::int32_t, b, setB)
   KIV_PROPERTY(double, c, setC)
@@ -49,10 +49,10 @@ class Record : public KivModel {
   static Array kiv_dbStoreProperty() { return stored; }
 };
 
-// A later release of Record in which b holds text: its name in lower case is Record's, and so is
+// A later release of Entry in which b holds text: its name in lower case is Entry's, and so is
 // its table.
-class RECORD : public KivModel {
-  KIV_MODEL(RECORD, KivModel)
+class ENTRY : public KivModel {
+  KIV_MODEL(ENTRY, KivModel)
   KIV_PROPERTY(std::int64_t, a, setA)
   KIV_PROPERTY(String, b, setB)
 
@@ -62,7 +62,7 @@ class RECORD : public KivModel {
   static Array kiv_dbStoreProperty() { return {"a", "b"}; }
 };
 
-// A model whose table the class map says depends on Record's.
+// A model whose table the class map says depends on Entry's.
 class Digest : public KivModel {
   KIV_MODEL(Digest, KivModel)
   KIV_PROPERTY(std::int64_t, digestId, setDigestId)
@@ -86,10 +86,10 @@ class MigrationMap : public KivClassMap {
   static std::int64_t kiv_Version() { return version; }
   static bool kiv_keepsDataOnSchemaChange(const ModelClass& cls) { return keepsSchema && &cls != &Digest::kivClass(); }
   static bool kiv_keepsDataOnVersionChange() { return keepsVersion; }
-  static const ModelClass* classMap(std::int64_t /*type*/) { return &Record::kivClass(); }
-  static Array modelsDependOnModel(const ModelClass& cls) { return &cls == &Record::kivClass() ? dependents : Array(); }
+  static const ModelClass* classMap(std::int64_t /*type*/) { return &Entry::kivClass(); }
+  static Array modelsDependOnModel(const ModelClass& cls) { return &cls == &Entry::kivClass() ? dependents : Array(); }
   static Array clearTableforClass(const ModelClass& cls) {
-    return &cls == &Record::kivClass() ? tablesToClear : Array();
+    return &cls == &Entry::kivClass() ? tablesToClear : Array();
   }
 };
 
@@ -101,7 +101,7 @@ std::int32_t bOf(std::int64_t a) { return static_cast<std::int32_t>(a * 3 + 1); 
 Array records(int count) {
   const MutableArray out = MutableArray::array();
   for (int a = 0; a < count; ++a) {
-    const Ref<Record> record = makeRef<Record>();
+    const Ref<Entry> record = makeRef<Entry>();
     record->setA(a);
     record->setB(bOf(a));
     record->setValues({a, "v"});
@@ -127,7 +127,7 @@ void inRelease(const std::function<void()>& body) {
 }
 
 std::unique_ptr<KivStorage> openStorage(const std::string& path,
-                                        const Array& classes = {Value(&Record::kivClass())}) {
+                                        const Array& classes = {Value(&Entry::kivClass())}) {
   auto storage = std::make_unique<KivStorage>();
   storage->registerMapper(&MigrationMap::kivClass());
   storage->registerDbPath(path);
@@ -136,7 +136,7 @@ std::unique_ptr<KivStorage> openStorage(const std::string& path,
 }
 
 void writeRecords(const std::string& path, int count) {
-  openStorage(path)->setDbModels(records(count), Record::kivClass());
+  openStorage(path)->setDbModels(records(count), Entry::kivClass());
 }
 
 // The set properties of the model as "name=value", sorted by name and joined by ",".
@@ -159,8 +159,8 @@ class StorageMigrationTest : public DatabaseFixture {
   void SetUp() override { reset(); }
   void TearDown() override { reset(); }
   static void reset() {
-    Record::stored = {"a", "b"};
-    Record::key = "a";
+    Entry::stored = {"a", "b"};
+    Entry::key = "a";
     MigrationMap::version = 1;
     MigrationMap::keepsSchema = true;
     MigrationMap::keepsVersion = true;
@@ -171,7 +171,7 @@ class StorageMigrationTest : public DatabaseFixture {
   // Every one of `count` records reads back from the storage as a model of the class with the set
   // properties that `expected` gives for its a.
   static void expectEveryRecord(KivStorage& storage, int count, const std::function<std::string(int)>& expected,
-                                const ModelClass& cls = Record::kivClass()) {
+                                const ModelClass& cls = Entry::kivClass()) {
     const Array all = storage.allModels(cls);
     ASSERT_EQ(all.count(), static_cast<std::size_t>(count));
     std::set<std::int64_t> seen;
@@ -217,16 +217,16 @@ std::string valuesOf(int a) { return "[" + std::to_string(a) + ",\"v\"]"; }
 
 TEST_F(StorageMigrationTest, ANewStoredPropertyBecomesAColumnAndEveryRowIsKept) {
   inRelease([&] { writeRecords(path, kRows); });
-  const std::string updateTimes = onDisk("SELECT total(kiv_update_time) FROM kiv_record_v1");
+  const std::string updateTimes = onDisk("SELECT total(kiv_update_time) FROM kiv_entry_v1");
 
-  Record::stored = {"a", "b", "c"};
+  Entry::stored = {"a", "b", "c"};
   inRelease([&] {
     const auto storage = openStorage(path);
     expectEveryRecord(*storage, kRows, recordWithB);
     EXPECT_TRUE(log.lines().empty());
   });
-  EXPECT_EQ(columns("kiv_record_v1"), "a INTEGER, b INTEGER, kiv_update_time TIMESTAMP, c DOUBLE");
-  EXPECT_EQ(onDisk("SELECT total(kiv_update_time) FROM kiv_record_v1"), updateTimes);
+  EXPECT_EQ(columns("kiv_entry_v1"), "a INTEGER, b INTEGER, kiv_update_time TIMESTAMP, c DOUBLE");
+  EXPECT_EQ(onDisk("SELECT total(kiv_update_time) FROM kiv_entry_v1"), updateTimes);
 
   // An up-to-date table is only read.
   inRelease([&] {
@@ -234,7 +234,7 @@ TEST_F(StorageMigrationTest, ANewStoredPropertyBecomesAColumnAndEveryRowIsKept) 
     storage.registerMapper(&MigrationMap::kivClass());
     storage.registerDbPath(path);
     traceStatements(*storage.database());
-    storage.configDataBase({Value(&Record::kivClass())});
+    storage.configDataBase({Value(&Entry::kivClass())});
     const std::string statements = sql();
     for (const char* verb : {"ALTER", "CREATE", "INSERT", "DROP", "begin", "savepoint"}) {
       EXPECT_EQ(statements.find(verb), std::string::npos) << statements;
@@ -244,46 +244,46 @@ TEST_F(StorageMigrationTest, ANewStoredPropertyBecomesAColumnAndEveryRowIsKept) 
 
 TEST_F(StorageMigrationTest, AStoredPropertyDroppedRebuildsTheTableWithEveryRowAndItsKeyIndex) {
   inRelease([&] { writeRecords(path, kRows); });
-  const std::string updateTimes = onDisk("SELECT total(kiv_update_time) FROM kiv_record_v1");
+  const std::string updateTimes = onDisk("SELECT total(kiv_update_time) FROM kiv_entry_v1");
 
-  Record::stored = {"a"};
+  Entry::stored = {"a"};
   inRelease([&] {
     const auto storage = openStorage(path);
     expectEveryRecord(*storage, kRows, recordWith);
     EXPECT_TRUE(log.lines().empty());
   });
-  EXPECT_EQ(definitions("kiv_record_v1"),
-            "CREATE TABLE kiv_record_v1 (a  INTEGER  PRIMARY KEY,kiv_update_time TIMESTAMP)\n"
-            "CREATE UNIQUE INDEX idx_kiv_record_v1 ON kiv_record_v1(a)");
-  EXPECT_EQ(tables(), "kiv_record_v1\nkv_version");
-  EXPECT_EQ(onDisk("SELECT total(kiv_update_time) FROM kiv_record_v1"), updateTimes);
+  EXPECT_EQ(definitions("kiv_entry_v1"),
+            "CREATE TABLE kiv_entry_v1 (a  INTEGER  PRIMARY KEY,kiv_update_time TIMESTAMP)\n"
+            "CREATE UNIQUE INDEX idx_kiv_entry_v1 ON kiv_entry_v1(a)");
+  EXPECT_EQ(tables(), "kiv_entry_v1\nkv_version");
+  EXPECT_EQ(onDisk("SELECT total(kiv_update_time) FROM kiv_entry_v1"), updateTimes);
 }
 
 TEST_F(StorageMigrationTest, AChangedColumnTypeRebuildsTheTableAndKeepsTheValues) {
   inRelease([&] { writeRecords(path, kRows); });
 
   inRelease([&] {
-    const auto storage = openStorage(path, {Value(&RECORD::kivClass())});
-    expectEveryRecord(*storage, kRows, recordWithB, RECORD::kivClass());
+    const auto storage = openStorage(path, {Value(&ENTRY::kivClass())});
+    expectEveryRecord(*storage, kRows, recordWithB, ENTRY::kivClass());
   });
-  EXPECT_EQ(columns("kiv_record_v1"), "a INTEGER, b VARCHAR(50), kiv_update_time TIMESTAMP");
+  EXPECT_EQ(columns("kiv_entry_v1"), "a INTEGER, b VARCHAR(50), kiv_update_time TIMESTAMP");
   // The integers now stand in a text column, as SQLite stores them there.
-  EXPECT_EQ(onDisk("SELECT typeof(b) FROM kiv_record_v1 WHERE a = 2"), "text");
+  EXPECT_EQ(onDisk("SELECT typeof(b) FROM kiv_entry_v1 WHERE a = 2"), "text");
 }
 
 TEST_F(StorageMigrationTest, ARaisedVersionCopiesTheModelTablesAndKeepsTheJsonCache) {
-  Record::stored = {"a", "b", "values"};
+  Entry::stored = {"a", "b", "values"};
   inRelease([&] {
     const auto storage = openStorage(path);
-    storage->setDbModels(records(kRows), Record::kivClass());
+    storage->setDbModels(records(kRows), Entry::kivClass());
     KivCache cache;
     cache.switchDatabase(storage->database());
-    cache.saveJsonCache(String("[1,2]"), Record::kivClass());
+    cache.saveJsonCache(String("[1,2]"), Entry::kivClass());
   });
-  for (const char* sql : {"CREATE TABLE kiv_record_v0 (a)", "CREATE TABLE KIV_other (a)", "CREATE TABLE notes (a)"}) {
+  for (const char* sql : {"CREATE TABLE kiv_entry_v0 (a)", "CREATE TABLE KIV_other (a)", "CREATE TABLE notes (a)"}) {
     execute(sql);
   }
-  const std::string rows = onDisk("SELECT a, b, \"values\", kiv_update_time FROM kiv_record_v1 ORDER BY a");
+  const std::string rows = onDisk("SELECT a, b, \"values\", kiv_update_time FROM kiv_entry_v1 ORDER BY a");
 
   MigrationMap::version = 2;
   inRelease([&] {
@@ -291,83 +291,83 @@ TEST_F(StorageMigrationTest, ARaisedVersionCopiesTheModelTablesAndKeepsTheJsonCa
     expectEveryRecord(*storage, kRows, [](int a) { return recordWithB(a) + ",values=" + valuesOf(a); });
     EXPECT_TRUE(log.lines().empty());
   });
-  EXPECT_EQ(tables(), "kiv_cache_table\nkiv_record_v2\nkv_version\nnotes");
+  EXPECT_EQ(tables(), "kiv_cache_table\nkiv_entry_v2\nkv_version\nnotes");
   EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|2");
   EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_cache_table"), "1");
-  EXPECT_EQ(definitions("kiv_record_v2"),
-            "CREATE TABLE kiv_record_v2 (a  INTEGER  PRIMARY KEY,b  INTEGER ,\"values\"  VARCHAR(50) ,"
+  EXPECT_EQ(definitions("kiv_entry_v2"),
+            "CREATE TABLE kiv_entry_v2 (a  INTEGER  PRIMARY KEY,b  INTEGER ,\"values\"  VARCHAR(50) ,"
             "kiv_update_time TIMESTAMP)\n"
-            "CREATE UNIQUE INDEX idx_kiv_record_v2 ON kiv_record_v2(a)");
-  EXPECT_EQ(onDisk("SELECT a, b, \"values\", kiv_update_time FROM kiv_record_v2 ORDER BY a"), rows);
+            "CREATE UNIQUE INDEX idx_kiv_entry_v2 ON kiv_entry_v2(a)");
+  EXPECT_EQ(onDisk("SELECT a, b, \"values\", kiv_update_time FROM kiv_entry_v2 ORDER BY a"), rows);
 
   // The copy is then brought up to date by its class; the column kept has a name that SQL keeps
   // as a keyword.
   MigrationMap::version = 3;
-  Record::stored = {"a", "values"};
+  Entry::stored = {"a", "values"};
   inRelease([&] {
     const auto storage = openStorage(path);
     expectEveryRecord(*storage, kRows, [](int a) { return recordWith(a) + ",values=" + valuesOf(a); });
   });
-  EXPECT_EQ(columns("kiv_record_v3"), "a INTEGER, values VARCHAR(50), kiv_update_time TIMESTAMP");
+  EXPECT_EQ(columns("kiv_entry_v3"), "a INTEGER, values VARCHAR(50), kiv_update_time TIMESTAMP");
 }
 
 TEST_F(StorageMigrationTest, AFailedChangeLeavesTheTableAsItWasAndLogsWhy) {
-  const Array classes{Value(&Record::kivClass()), Value(&Digest::kivClass())};
+  const Array classes{Value(&Entry::kivClass()), Value(&Digest::kivClass())};
   inRelease([&] {
     const auto storage = openStorage(path, classes);
-    storage->setDbModels(records(20), Record::kivClass());
+    storage->setDbModels(records(20), Entry::kivClass());
     const Ref<Digest> digest = makeRef<Digest>();
     digest->setDigestId(1);
     storage->setDbModel(digest, Digest::kivClass());
   });
   execute("CREATE TABLE plain (a)");
   execute("INSERT INTO plain VALUES (1)");
-  execute("UPDATE kiv_record_v1 SET b = a % 5");  // b repeats, so it cannot become the key
-  const std::string before = definitions("kiv_record_v1");
+  execute("UPDATE kiv_entry_v1 SET b = a % 5");  // b repeats, so it cannot become the key
+  const std::string before = definitions("kiv_entry_v1");
   MigrationMap::dependents = {Value(&Digest::kivClass())};
   MigrationMap::tablesToClear = {"plain"};
 
-  Record::key = "b";
+  Entry::key = "b";
   inRelease([&] {
     openStorage(path, classes);
     EXPECT_EQ(storageLines(), 1);
-    EXPECT_TRUE(log.has("Kiv: cannot bring the table kiv_record_v1 of the class Record up to date, so it stays as "
-                        "it was: UNIQUE constraint failed: kiv_record_v1.b"));
+    EXPECT_TRUE(log.has("Kiv: cannot bring the table kiv_entry_v1 of the class Entry up to date, so it stays as "
+                        "it was: UNIQUE constraint failed: kiv_entry_v1.b"));
   });
-  EXPECT_EQ(definitions("kiv_record_v1"), before);
-  EXPECT_EQ(tables(), "kiv_digest_v1\nkiv_record_v1\nkv_version\nplain");
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v1"), "20");
+  EXPECT_EQ(definitions("kiv_entry_v1"), before);
+  EXPECT_EQ(tables(), "kiv_digest_v1\nkiv_entry_v1\nkv_version\nplain");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_entry_v1"), "20");
   EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_digest_v1"), "1");
   EXPECT_EQ(onDisk("SELECT count(*) FROM plain"), "1");
 
   // Once the table changes, its dependents are made afresh and its tied tables emptied.
-  Record::key = "a";
-  Record::stored = {"a"};
+  Entry::key = "a";
+  Entry::stored = {"a"};
   inRelease([&] { openStorage(path, classes); });
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v1"), "20");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_entry_v1"), "20");
   EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_digest_v1"), "0");
   EXPECT_EQ(onDisk("SELECT count(*) FROM plain"), "0");
 }
 
 TEST_F(StorageMigrationTest, InsideAnApplicationsTransactionAFailureUndoesTheChangeAlone) {
   inRelease([&] { writeRecords(path, 20); });
-  execute("UPDATE kiv_record_v1 SET b = 0");
+  execute("UPDATE kiv_entry_v1 SET b = 0");
   inRelease([&] {
     const auto storage = openStorage(path);
     const Ref<OxSimpleDatabase> db = storage->database();
     db->beginTransaction();
     db->executeUpdate("CREATE TABLE plain (a)");
-    Record::key = "b";
-    storage->ensureTable(Record::kivClass());
-    EXPECT_TRUE(log.contains("cannot bring the table kiv_record_v1"));
-    Record::key = "a";
-    Record::stored = {"a", "b", "c"};
-    storage->ensureTable(Record::kivClass());
+    Entry::key = "b";
+    storage->ensureTable(Entry::kivClass());
+    EXPECT_TRUE(log.contains("cannot bring the table kiv_entry_v1"));
+    Entry::key = "a";
+    Entry::stored = {"a", "b", "c"};
+    storage->ensureTable(Entry::kivClass());
     db->commitTransaction();
   });
-  EXPECT_EQ(tables(), "kiv_record_v1\nkv_version\nplain");
-  EXPECT_EQ(columns("kiv_record_v1"), "a INTEGER, b INTEGER, kiv_update_time TIMESTAMP, c DOUBLE");
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v1"), "20");
+  EXPECT_EQ(tables(), "kiv_entry_v1\nkv_version\nplain");
+  EXPECT_EQ(columns("kiv_entry_v1"), "a INTEGER, b INTEGER, kiv_update_time TIMESTAMP, c DOUBLE");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_entry_v1"), "20");
 }
 
 TEST_F(StorageMigrationTest, AFailedVersionCopyChangesNothingAndIsTriedAgain) {
@@ -382,16 +382,16 @@ TEST_F(StorageMigrationTest, AFailedVersionCopyChangesNothingAndIsTriedAgain) {
     EXPECT_EQ(storageLines(), 1);
     EXPECT_TRUE(log.has("Kiv: cannot keep the models of version 1 at version 2, so the file stays at version 1: "
                         "cannot copy kiv_odd_v1 to kiv_odd_v2: view kiv_odd_v2 already exists"));
-    storage->setDbModels(records(1), Record::kivClass());  // into the new version's table, for now
+    storage->setDbModels(records(1), Entry::kivClass());  // into the new version's table, for now
   });
   EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|1");
-  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_record_v1"), "20");
-  EXPECT_EQ(tables(), "kiv_odd_v1\nkiv_record_v1\nkiv_record_v2\nkv_version");
+  EXPECT_EQ(onDisk("SELECT count(*) FROM kiv_entry_v1"), "20");
+  EXPECT_EQ(tables(), "kiv_entry_v1\nkiv_entry_v2\nkiv_odd_v1\nkv_version");
 
   execute("DROP VIEW kiv_odd_v2");
   inRelease([&] { expectEveryRecord(*openStorage(path), 20, recordWithB); });
   EXPECT_EQ(onDisk("SELECT * FROM kv_version"), "1|2");
-  EXPECT_EQ(tables(), "kiv_odd_v2\nkiv_record_v2\nkv_version");
+  EXPECT_EQ(tables(), "kiv_entry_v2\nkiv_odd_v2\nkv_version");
 }
 
 // --- Releases killed during a change ---------------------------------------------------------------
@@ -441,7 +441,7 @@ bool killedAt(const std::string& path, KillPoint point) {
     std::optional<Killer> killer;
     db->inDatabase([&](SqDatabase& connection) { killer.emplace(connection, point); });
     storage.switchDataBase(db);
-    storage.configDataBase({Value(&Record::kivClass())});
+    storage.configDataBase({Value(&Entry::kivClass())});
     _exit(0);
   }
   int status = 0;
@@ -456,8 +456,8 @@ TEST_F(StorageMigrationTest, AReleaseKilledDuringAChangeLeavesTheOldOrTheNewTabl
     std::function<void()> nextRelease;
   };
   const Change changes[] = {
-      {"a column added", [] { Record::stored = {"a", "b", "c"}; }},
-      {"a column dropped", [] { Record::stored = {"a"}; }},
+      {"a column added", [] { Entry::stored = {"a", "b", "c"}; }},
+      {"a column dropped", [] { Entry::stored = {"a"}; }},
       {"a raised version", [] { MigrationMap::version = 2; }},
   };
   const std::string written = dir.file("written.db");
@@ -469,7 +469,7 @@ TEST_F(StorageMigrationTest, AReleaseKilledDuringAChangeLeavesTheOldOrTheNewTabl
   const auto fileState = [&] {
     EXPECT_EQ(onDisk("PRAGMA integrity_check"), "ok");
     std::string state = onDisk("SELECT type || ' ' || name || ': ' || ifnull(sql, '') FROM sqlite_master ORDER BY name");
-    for (const char* table : {"kv_version", "kiv_record_v1", "kiv_record_v2"}) {
+    for (const char* table : {"kv_version", "kiv_entry_v1", "kiv_entry_v2"}) {
       state += "\n" + std::string(table) + " " + onDisk("SELECT count(*) FROM " + std::string(table));
     }
     return state + "\nversion " + onDisk("SELECT version FROM kv_version");
@@ -505,7 +505,7 @@ TEST_F(StorageMigrationTest, AReleaseKilledDuringAChangeLeavesTheOldOrTheNewTabl
       // The next launch completes the change.
       inRelease([&] {
         const auto storage = openStorage(path);
-        expectEveryRecord(*storage, kKillRows, Record::stored.count() == 1 ? recordWith : recordWithB);
+        expectEveryRecord(*storage, kKillRows, Entry::stored.count() == 1 ? recordWith : recordWithB);
       });
       EXPECT_EQ(fileState(), after);
     }
