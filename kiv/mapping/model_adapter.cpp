@@ -52,6 +52,10 @@ const PropertyMapping& KivModelAdapter::cachePropertyDict(const ModelClass& cls)
       record->setTransAble(true);
       record->setTransformValue(makeRef<KivClassTransformValue>(*modelClass));
     }
+    if (const auto* elementClass = property ? dynamic_cast<const ModelClass*>(property->elementClass()) : nullptr) {
+      record->setTransAble(true);
+      record->setTransformValue(makeRef<KivClassArrayTransformValue>(*elementClass));
+    }
     if (auto transformer = transformers.objectForKey(binding.key.view()).objectAs<KivTransformValue>()) {
       record->setTransAble(true);
       record->setTransformValue(std::move(transformer));

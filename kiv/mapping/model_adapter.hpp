@@ -106,21 +106,22 @@ class KivModelAdapter {
 inline Ref<KivModel> kiv_modelFromDictionary(const ModelClass& cls, const Dictionary& json) {
   return KivModelAdapter::modelOfClass(cls, json);
 }
-// modelOfClass() for the model class T, typed: kiv_modelFromDictionary<FeedItem>(dict).
-template <class T>
+// modelOfClass() for the model class T, typed: kiv_modelFromDictionary<FeedItem>(dict). T must
+// declare its own KIV_MODEL (a class that does not would be made as its superclass).
+template <DeclaredModel T>
 Ref<T> kiv_modelFromDictionary(const Dictionary& json) {
-  // The model was made by T's own record, so it is a T.
-  return Ref<T>::adopt(static_cast<T*>(KivModelAdapter::modelOfClass(T::kivClass(), json).detach()));
+  return modelCast<T>(KivModelAdapter::modelOfClass(T::kivClass(), json));
+}
+// modelFromDBDictionary() for the model class T, typed.
+template <DeclaredModel T>
+Ref<T> modelFromDBDictionary(const Dictionary& row) {
+  return modelCast<T>(KivModelAdapter::modelFromDBDictionary(row, T::kivClass()));
 }
 // modelsOfClassFromJSONText() for the model class T, typed:
 // kiv_modelsFromJSONText<Status>(responseText, "statuses").
-template <class T, class... KeyPath>
+template <DeclaredModel T, class... KeyPath>
 std::vector<Ref<T>> kiv_modelsFromJSONText(std::string_view text, KeyPath... keyPath) {
-  std::vector<Ref<T>> out;
-  for (const Value& model : KivModelAdapter::modelsOfClassFromJSONText(T::kivClass(), text, keyPath...)) {
-    out.push_back(model.objectAs<T>());
-  }
-  return out;
+  return modelsOf<T>(KivModelAdapter::modelsOfClassFromJSONText(T::kivClass(), text, keyPath...));
 }
 // JSONDictionaryFromModel().
 inline MutableDictionary kiv_dictionaryFromModel(const KivModel* model) {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
+#include <vector>
+
 #include "kiv/testing/mapping_models.hpp"
 
 namespace kiv::testing {
@@ -28,6 +32,32 @@ TEST(KivModelAdapterTest, FillsMappedPropertiesAndWritesBackOnlyWhatIsSet) {
       "profile": {"name": "London"}, "born": 1.5, "names": {"nick": "countess"}, "shout": "hi"})"));
   EXPECT_TRUE(out["names"].isMutableDictionary());
   EXPECT_TRUE(kiv_dictionaryFromModel(nullptr).isAbsent());
+}
+
+// An array of models and numbers that may be missing, declared as C++ types.
+class Playlist : public KivModel {
+  KIV_MODEL(Playlist, KivModel)
+  KIV_PROPERTY(std::vector<Ref<Child>>, tracks, setTracks)
+  KIV_PROPERTY(std::optional<std::int32_t>, rating, setRating)
+  KIV_PROPERTY(std::optional<double>, weight, setWeight)
+
+ public:
+  static Dictionary kiv_jsonKeyPathsByProperty() {
+    return {{"tracks", "tracks"}, {"rating", "rating"}, {"weight", "weight"}};
+  }
+};
+
+TEST(KivModelAdapterTest, ArraysOfModelsAndOptionalNumbersMapThemselves) {
+  const Ref<Playlist> list =
+      kiv_modelFromDictionary<Playlist>(json(R"({"tracks": [{"name": "a"}, 3, {"name": "b"}], "rating": "5"})"));
+  ASSERT_TRUE(list);
+  ASSERT_EQ(list->tracks().size(), 2u);
+  EXPECT_EQ(list->tracks()[1]->name(), Value("b"));
+  EXPECT_EQ(list->rating(), 5);
+  EXPECT_EQ(list->weight(), std::nullopt);  // never set: missing, not 0
+  EXPECT_EQ(kiv_dictionaryFromModel(list), json(R"({"tracks": [{"name": "a"}, {"name": "b"}], "rating": 5})"));
+  list->setWeight(0.5);
+  EXPECT_EQ(list->valueForKey("weight"), Value(0.5));
 }
 
 TEST(KivModelAdapterTest, ConvertsScalarsLenientlyAndSkipsObjectsOfTheWrongClass) {

@@ -4,7 +4,9 @@
 //
 // Type encodings by C++ type:
 //   bool "B"; integers by size and signedness "c" "C" "s" "S" "i" "I" "q" "Q" (char is "c");
-//   float "f", double "d", long double "D"; an enum as its underlying type;
+//   float "f", double "d", long double "D"; an enum as its underlying type; std::optional of a
+//   number as the number (the property holds nothing until set); std::vector<Ref<T>> of a model
+//   class T "@\"Array\"" (an array of T's, mapped with the array transformer of T);
 //   String, Number, Date, Data, Array, MutableArray, Dictionary, MutableDictionary
 //   "@\"<view name>\""; Value (any object) "@"; Ref<T> "@\"<T's unqualified name>\"" (a class
 //   name when T is a model class, else a name that no class has: an object known only by its
@@ -25,10 +27,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
+#include "kiv/foundation/array.hpp"
 #include "kiv/foundation/value.hpp"
 #include "kiv/model/class.hpp"
 #include "kiv/model/property.hpp"
@@ -71,6 +76,15 @@ struct RefTarget<Ref<T>> {
 };
 template <class T>
 inline constexpr bool kIsRef = requires { typename RefTarget<T>::type; };
+// An array of models: std::vector<Ref<T>>.
+template <class T>
+struct ModelVector {};
+template <class T>
+struct ModelVector<std::vector<Ref<T>>> {
+  using element = T;
+};
+template <class T>
+inline constexpr bool kIsModelVector = requires { typename ModelVector<T>::element; };
 template <class T>
 inline constexpr bool kIsFunction = false;
 template <class Signature>
@@ -86,10 +100,16 @@ inline constexpr bool kIsClassPointer =
 // Numbers and booleans: the types that descriptors convert values into.
 template <class T>
 inline constexpr bool kIsNumber = std::is_arithmetic_v<T> || std::is_enum_v<T>;
+// A number that may be missing: std::optional of a number, held empty until it is set.
+template <class T>
+inline constexpr bool kIsOptionalNumber = false;
+template <class T>
+inline constexpr bool kIsOptionalNumber<std::optional<T>> = kIsNumber<T>;
 // The types that key-value access reads and writes as Values.
 template <class T>
-inline constexpr bool kHasValueForm =
-    kIsNumber<T> || IsValueKind<T> || std::is_same_v<T, Value> || kIsRef<T> || kIsClassPointer<T>;
+inline constexpr bool kHasValueForm = kIsNumber<T> || kIsOptionalNumber<T> || IsValueKind<T> ||
+                                      std::is_same_v<T, Value> || kIsRef<T> || kIsModelVector<T> ||
+                                      kIsClassPointer<T>;
 
 // The unqualified name of a type, read from the compiler's text of this function's signature
 // (works for incomplete types, so models may refer to each other).
@@ -177,6 +197,12 @@ constexpr void appendEncoding(ConstantText& text) {
   using U = std::remove_cv_t<T>;
   if constexpr (std::is_enum_v<U>) {
     appendEncoding<std::underlying_type_t<U>>(text);
+  } else if constexpr (kIsOptionalNumber<U>) {
+    appendEncoding<typename U::value_type>(text);
+  } else if constexpr (kIsModelVector<U>) {
+    text += "@\"";
+    text += ValueKind<Array>::kName;
+    text += '"';
   } else if constexpr (std::is_same_v<U, bool>) {
     text += 'B';
   } else if constexpr (std::is_integral_v<U>) {
@@ -221,6 +247,8 @@ template <class T>
 constexpr std::string_view memoryAttribute() {
   if constexpr (IsValueKind<T>) {
     return ValueKind<T>::kMutable ? ",&" : ",C";
+  } else if constexpr (kIsModelVector<T>) {
+    return ",C";
   } else if constexpr (std::is_same_v<T, Value> || kIsRef<T> || kIsClassPointer<T>) {
     return ",&";
   } else if constexpr (kIsFunction<T>) {
@@ -291,7 +319,13 @@ using CanonicalInteger = std::conditional_t<
 
 template <class T>
 Value box(const T& v) {
-  if constexpr (std::is_enum_v<T>) {
+  if constexpr (kIsOptionalNumber<T>) {
+    return v ? box(*v) : Value();
+  } else if constexpr (kIsModelVector<T>) {
+    const MutableArray array = MutableArray::array(v.size());
+    for (const auto& model : v) array.addObject(Value(model));
+    return array;
+  } else if constexpr (std::is_enum_v<T>) {
     return box(static_cast<std::underlying_type_t<T>>(v));
   } else if constexpr (std::is_same_v<T, long double>) {
     return Value(static_cast<double>(v));
@@ -311,7 +345,15 @@ Value box(const T& v) {
 // The value read as T, as key-value access reads it: numbers leniently, objects as their view.
 template <class T>
 T unbox(const Value& v) {
-  if constexpr (std::is_enum_v<T>) {
+  if constexpr (kIsOptionalNumber<T>) {
+    return T(unbox<typename T::value_type>(v));
+  } else if constexpr (kIsModelVector<T>) {
+    T models;
+    for (const Value& element : v.asArray()) {
+      if (auto model = element.template objectAs<typename ModelVector<T>::element>()) models.push_back(std::move(model));
+    }
+    return models;
+  } else if constexpr (std::is_enum_v<T>) {
     return static_cast<T>(unbox<std::underlying_type_t<T>>(v));
   } else if constexpr (std::is_same_v<T, bool>) {
     return v.boolValue();
@@ -345,7 +387,9 @@ T unbox(const Value& v) {
 // The encoding character of a number or boolean type (enums as their underlying type).
 template <class T>
 constexpr char numberCode() {
-  if constexpr (std::is_enum_v<T>) {
+  if constexpr (kIsOptionalNumber<T>) {
+    return numberCode<typename T::value_type>();
+  } else if constexpr (std::is_enum_v<T>) {
     return numberCode<std::underlying_type_t<T>>();
   } else {
     ConstantText text;
@@ -358,7 +402,9 @@ constexpr char numberCode() {
 // infinite floating-point value (after narrowing to the declared type) is 0.
 template <class T>
 T descriptorNumber(const Value& v) {
-  if constexpr (std::is_floating_point_v<T>) {
+  if constexpr (kIsOptionalNumber<T>) {
+    return T(descriptorNumber<typename T::value_type>(v));
+  } else if constexpr (std::is_floating_point_v<T>) {
     const double d = std::is_same_v<T, float> ? double{v.floatValue()} : v.doubleValue();
     return std::isfinite(d) ? static_cast<T>(d) : T{0};
   } else {
@@ -384,11 +430,11 @@ struct Accessors {
     store(model, descriptorNumber<T>(value));
     // A 32-bit signed property is set a second time from the unsigned reading of the value:
     // the same bits, so the same value for every number that fits.
-    if constexpr (numberCode<T>() == 'i') store(model, static_cast<T>(value.unsignedIntValue()));
+    if constexpr (numberCode<T>() == 'i') store(model, T(static_cast<std::int32_t>(value.unsignedIntValue())));
   }
 
   static constexpr PropertyAccessors table() {
-    if constexpr (kIsNumber<T>) {
+    if constexpr (kIsNumber<T> || kIsOptionalNumber<T>) {
       return {&get, &set, &setNumber};
     } else if constexpr (kHasValueForm<T>) {
       return {&get, &set, nullptr};
@@ -398,13 +444,21 @@ struct Accessors {
   }
 };
 
+// The record of a model class T, for an array of T's (T may be incomplete where it is named).
+template <class T>
+const Class& elementClassOf() {
+  return T::kivClass();
+}
+
 // The Property of one declared property of class C.
 template <class C, class T, auto Field, auto Setter, Literal Name, Literal GetterName,
           Literal SetterName>
 constexpr Property declaredProperty(MergeSlot* slot) {
   constexpr bool readonly = std::is_null_pointer_v<decltype(Setter)>;
   using Text = AttributeText<T, Name, GetterName, SetterName, readonly>;
-  return Property{Name.text, Text::kChars.data(), slot, Accessors<C, T, Field, Setter>::table()};
+  const Class& (*elementClass)() = nullptr;
+  if constexpr (kIsModelVector<T>) elementClass = &elementClassOf<typename ModelVector<T>::element>;
+  return Property{Name.text, Text::kChars.data(), slot, Accessors<C, T, Field, Setter>::table(), elementClass};
 }
 
 // What a generated getter returns: numbers and pointers by value, everything else by reference.

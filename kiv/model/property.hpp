@@ -16,6 +16,8 @@
 
 namespace kiv {
 
+class Class;
+
 class KivModel;
 
 // Type-erased access to one property of a model object of the declaring class (or a subclass).
@@ -40,6 +42,9 @@ struct Property {
   // The generated setter's recording slot; null for a read-only property, which has no setter.
   MergeSlot* mergeSlot = nullptr;
   PropertyAccessors accessors;
+  // For an array of models (std::vector<Ref<T>>), T's record; null otherwise. A function, as T
+  // may still be incomplete where the property is declared.
+  const Class& (*elementClass)() = nullptr;
 };
 
 // One entry of an attribute text: its name character and its value ("T" and "@\"String\"").

@@ -39,6 +39,10 @@ class KivProPertyInfo : public Object {
   const String& name() const noexcept { return name_; }
   // The class of an object-typed property with a quoted class name that names a class; else null.
   const Class* cls() const noexcept { return cls_; }
+  // The class of the elements of an array of models (declared as std::vector<Ref<T>>); else null.
+  const Class* elementClass() const noexcept {
+    return property_->elementClass ? &property_->elementClass() : nullptr;
+  }
   Selector getter() const noexcept { return getter_; }
   Selector setter() const noexcept { return setter_; }
   // The setter's own store, without merge recording; null for a read-only property and for one

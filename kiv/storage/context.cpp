@@ -26,7 +26,11 @@ void KivContext::registerDbPath(const String& path) { storage_.registerDbPath(pa
 void KivContext::registerClass(const Array& types) {
   const ClassMapClass* classMap = storage_.mapper();
   if (types.empty() || !classMap) return;
-  const Array classes = classMap->classMaps(types);
+  registerClassList(classMap->classMaps(types));
+}
+
+void KivContext::registerClassList(const Array& classes) {
+  if (!storage_.mapper()) return;
   storage_.configDataBase(classes);
   std::lock_guard<std::mutex> guard(registrationMutex_);
   const std::vector<const ModelClass*>* current = classCache_.load(std::memory_order_acquire);

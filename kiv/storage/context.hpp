@@ -16,8 +16,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -53,6 +55,13 @@ class KivContext {
   // or no class map is registered. May be called again for more types.
   void registerClass(const Array& types);
 
+  // registerClass() for the model classes T... themselves: their tables made, the classes added
+  // to the registered ones. Ignored when no class map is registered.
+  template <DeclaredModel... T>
+  void registerClasses() {
+    registerClassList(Array{Value(&T::kivClass())...});
+  }
+
   // Whether the type maps to a registered class (false without a class map).
   bool mapType(std::int64_t type) const;
 
@@ -67,6 +76,29 @@ class KivContext {
   Array modelsQuery(std::string_view condition, std::int64_t type);
   Array modelsQuery(std::string_view condition, std::int32_t limit, std::int64_t type);
 
+  // --- Typed reads: refused (null or empty) unless T itself is registered ------------------------
+
+  template <DeclaredModel T>
+  Ref<T> modelWith(const Value& keyValue) {
+    return isRegistered(T::kivClass()) ? storage_.modelWith<T>(keyValue) : nullptr;
+  }
+  template <DeclaredModel T>
+  void modelWith(const Value& keyValue, std::function<void(Ref<T>)> completion) {
+    if (isRegistered(T::kivClass())) storage_.modelWith<T>(keyValue, std::move(completion));
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> modelsWith(const Array& keyValues) {
+    return isRegistered(T::kivClass()) ? storage_.modelsWith<T>(keyValues) : std::vector<Ref<T>>();
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> allModels() {
+    return isRegistered(T::kivClass()) ? storage_.allModels<T>() : std::vector<Ref<T>>();
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> modelsQuery(std::string_view condition, std::int32_t limit = 0) {
+    return isRegistered(T::kivClass()) ? storage_.modelsQuery<T>(condition, limit) : std::vector<Ref<T>>();
+  }
+
   // --- Writes -----------------------------------------------------------------------------------
 
   // Refused unless the model's own class (not a superclass) is registered.
@@ -76,6 +108,24 @@ class KivContext {
   void saveModels(const Array& models);
   // The same check; every model goes into its own class's table with one REPLACE each.
   void quickSaveModels(const Array& models);
+  // Typed: refused for no models, or unless T is registered; every model goes into T's table.
+  template <DeclaredModel T>
+  void saveModels(std::span<const Ref<T>> models) {
+    if (!models.empty() && isRegistered(T::kivClass())) storage_.setModels(models);
+  }
+  template <DeclaredModel T>
+  void saveModels(const std::vector<Ref<T>>& models) {
+    saveModels(std::span<const Ref<T>>(models));
+  }
+  // Typed: refused as saveModels(); every model goes into its own class's table.
+  template <DeclaredModel T>
+  void quickSaveModels(std::span<const Ref<T>> models) {
+    if (!models.empty() && isRegistered(T::kivClass())) storage_.batchModels(models);
+  }
+  template <DeclaredModel T>
+  void quickSaveModels(const std::vector<Ref<T>>& models) {
+    quickSaveModels(std::span<const Ref<T>>(models));
+  }
   // Blocks until the background writes of saveModel() have reached the table.
   void waitUntilBackgroundWritesFinish();
 
@@ -104,6 +154,8 @@ class KivContext {
   KivStorage& storage() noexcept { return storage_; }
 
  private:
+  // Makes the classes' tables and adds them to the registered ones (registration's second half).
+  void registerClassList(const Array& classes);
   // The registered class of the type, or null when the type is refused.
   const ModelClass* registeredClass(std::int64_t type) const;
   bool isRegistered(const ModelClass& cls) const;

@@ -76,6 +76,7 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -203,6 +204,53 @@ class KivStorage {
   std::size_t backgroundWriteLimit() const;
   void setBackgroundWriteLimit(std::size_t rows);
 
+  // --- Typed calls: the class is T's (one that declares its own KIV_MODEL) ------------------------
+
+  template <DeclaredModel... T>
+  void configDataBase() {
+    configDataBase(Array{Value(&T::kivClass())...});
+  }
+  template <DeclaredModel T>
+  Ref<T> modelWith(const Value& keyValue) {
+    return modelCast<T>(modelWith(keyValue, T::kivClass()));
+  }
+  // The completion gets null when the key's model is no T (a T's table may hold other classes').
+  template <DeclaredModel T>
+  void modelWith(const Value& keyValue, std::function<void(Ref<T>)> completion) {
+    if (!completion) return;
+    modelWith(keyValue, T::kivClass(), [completion = std::move(completion)](Ref<KivModel> model) {
+      completion(modelCast<T>(std::move(model)));
+    });
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> modelsWith(const Array& keyValues) {
+    return modelsOf<T>(modelsWith(keyValues, T::kivClass()));
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> allModels() {
+    return modelsOf<T>(allModels(T::kivClass()));
+  }
+  template <DeclaredModel T>
+  std::vector<Ref<T>> modelsQuery(std::string_view condition, std::int32_t limit = 0) {
+    return modelsOf<T>(modelsQuery(condition, limit, T::kivClass()));
+  }
+  template <DeclaredModel T>
+  void setModels(std::span<const Ref<T>> models) {
+    setModels(arrayOf(models));
+  }
+  template <DeclaredModel T>
+  void setModels(const std::vector<Ref<T>>& models) {
+    setModels(std::span<const Ref<T>>(models));
+  }
+  template <DeclaredModel T>
+  void batchModels(std::span<const Ref<T>> models) {
+    batchModels(arrayOf(models));
+  }
+  template <DeclaredModel T>
+  void batchModels(const std::vector<Ref<T>>& models) {
+    batchModels(std::span<const Ref<T>>(models));
+  }
+
   // --- Change observation (see change.hpp) ------------------------------------------------------
 
   // Observes the changes of every class, of the class, or of the model class T.
@@ -289,6 +337,13 @@ class KivStorage {
   void dropTablesWithClass(const ModelClass& cls);
 
  private:
+  template <class T>
+  static Array arrayOf(std::span<const Ref<T>> models) {
+    const MutableArray array = MutableArray::array(models.size());
+    for (const Ref<T>& model : models) array.addObject(Value(model));
+    return array;
+  }
+
   // A class's table together with the database that it belongs to, held as long as the table is
   // in use (a collection whose database has gone finds nothing).
   struct HeldTable {
