@@ -67,8 +67,20 @@ const KivClassInfo& ModelClass::kiv_classInfo() const {
       built = true;
     }
   }
-  if (built) checkHookNames();
-  return *classInfo_.load(std::memory_order_acquire);
+  const KivClassInfo& info = *classInfo_.load(std::memory_order_acquire);
+  if (built) {
+    checkHookNames();
+    describePropertyClasses(info);
+  }
+  return info;
+}
+
+void ModelClass::describePropertyClasses(const KivClassInfo& info) {
+  for (const auto& [name, property] : info.propDict()) {
+    for (const Class* cls : {property->cls(), property->elementClass()}) {
+      if (const auto* modelClass = dynamic_cast<const ModelClass*>(cls)) modelClass->kiv_classInfo();
+    }
+  }
 }
 
 void ModelClass::checkHookNames() const {

@@ -64,8 +64,9 @@ class ModelClass : public Class {
   Value newInstance() const override;
 
   // The class's descriptor, built on first use under one process-wide lock and kept for the
-  // process. Building it describes the model superclasses first, so that the generated setters of
-  // the whole chain record merges from then on, and checks that every name the class's hooks use
+  // process. Building it describes the model superclasses first and the model classes of its
+  // properties (Ref<T>, std::vector<Ref<T>>) after, so that the generated setters of all of them
+  // record merges from then on, and checks that every name the class's hooks use
   // (the keys of kiv_jsonKeyPathsByProperty and kiv_valueTransform, the strings of
   // kiv_dbStoreProperty, kiv_key) is a property of the chain: each one that is not is logged
   // ("Kiv: <hook> of <class> names <name>, which is no property of <class> or its
@@ -96,6 +97,8 @@ class ModelClass : public Class {
  private:
   // Logs each name of the class's hooks that is no property of the chain.
   void checkHookNames() const;
+  // Describes the model classes of the properties (their models are nested in this class's).
+  static void describePropertyClasses(const KivClassInfo& info);
 
   std::string_view qualifiedName_;
   const ModelClass* modelSuperclass_;
