@@ -477,6 +477,37 @@ std::size_t Value::length() const {
   });
 }
 
+bool Value::strictEquals(const Value& other) const {
+  const Kind k = kind();
+  if (k != other.kind()) return false;
+  switch (k) {
+    case Kind::kNumber: {
+      // 'B' a boolean, 'f' and 'd' floating point, every other kind an integer.
+      const auto group = [](char c) { return c == 'B' ? 0 : (c == 'f' || c == 'd') ? 1 : 2; };
+      return group(numberKind()) == group(other.numberKind()) && isEqual(other);
+    }
+    case Kind::kArray: {
+      const Array a = asArray(), b = other.asArray();
+      if (a.count() != b.count()) return false;
+      for (std::size_t i = 0; i < a.count(); ++i) {
+        if (!a[i].strictEquals(b[i])) return false;
+      }
+      return true;
+    }
+    case Kind::kDictionary: {
+      const Dictionary a = asDictionary(), b = other.asDictionary();
+      if (a.count() != b.count()) return false;
+      for (const DictionaryEntry& e : a) {
+        const Value& mine = b.objectForKey(e.key.view());
+        if (mine.isAbsent() || !e.value.strictEquals(mine)) return false;
+      }
+      return true;
+    }
+    default:
+      return isEqual(other);
+  }
+}
+
 bool Value::isEqualToString(std::string_view text) const {
   return onText(*this, false, [&](std::string_view s) { return s == text; });
 }

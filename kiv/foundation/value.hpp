@@ -315,6 +315,10 @@ class Value {
   // sets of entries (order is ignored), objects by Object::isEqual. Absent equals only absent.
   bool isEqual(const Value& other) const;
   friend bool operator==(const Value& a, const Value& b) { return a.isEqual(b); }
+  // Equality that also asks the kinds to agree: isEqual, except that a boolean equals only a
+  // boolean and an integer only an integer, a floating-point number only a floating-point number
+  // (true is not 1, 1 is not 1.0), throughout arrays and dictionaries too.
+  bool strictEquals(const Value& other) const;
   // A hash consistent with isEqual.
   std::size_t hash() const;
   // Whether both refer to the same heap payload (or hold identical inline payloads).

@@ -262,5 +262,20 @@ TEST(ValueTest, ModelValuesKeepTheirObjectAlive) {
   EXPECT_TRUE(Value(Ref<Counted>()).isAbsent());
 }
 
+TEST(ValueTest, StrictEqualityAsksTheKindsToAgree) {
+  EXPECT_TRUE(Value(true) == Value(1));
+  EXPECT_FALSE(Value(true).strictEquals(Value(1)));
+  EXPECT_TRUE(Value(1) == Value(1.0));
+  EXPECT_FALSE(Value(1).strictEquals(Value(1.0)));
+  EXPECT_TRUE(Value(1).strictEquals(Value(static_cast<long long>(1))));
+  EXPECT_TRUE(Value(1.5f).strictEquals(Value(1.5)));
+  EXPECT_FALSE(Value("1").strictEquals(Value(1)));
+  EXPECT_TRUE((Array{1, "a"}).strictEquals(Array{1, "a"}));
+  EXPECT_FALSE((Array{1, "a"}).strictEquals(Array{1.0, "a"}));
+  EXPECT_TRUE((Dictionary{{"k", true}}).strictEquals(Dictionary{{"k", true}}));
+  EXPECT_FALSE((Dictionary{{"k", true}}).strictEquals(Dictionary{{"k", 1}}));
+  EXPECT_TRUE(Value::null().strictEquals(Value::null()));
+}
+
 }  // namespace
 }  // namespace kiv
