@@ -27,16 +27,18 @@ Ref<OxDbCollection> OxDbCollection::collectionWithDatabase(OxSimpleDatabase& dat
   return database.collection(tableName);
 }
 
-OxDbCollection::OxDbCollection(OxSimpleDatabase* database, std::string_view tableName)
-    : database_(database), tableName_(tableName) {}
+OxDbCollection::OxDbCollection(std::shared_ptr<DatabaseLink> link, std::string_view tableName)
+    : link_(std::move(link)), tableName_(tableName) {}
+
+OxSimpleDatabase* OxDbCollection::database() const { return link_->database(); }
 
 OxDbRows OxDbCollection::query(const std::string& sql) const {
-  OxSimpleDatabase* db = database();
+  const DatabaseLink::Pin db(*link_);
   return db ? db->executeQuery(sql) : OxDbRows();
 }
 
 bool OxDbCollection::exists() {
-  OxSimpleDatabase* db = database();
+  const DatabaseLink::Pin db(*link_);
   if (!db) return false;
   const OxDbRows rows =
       db->executeQueryWithArgumentsInArray("select count(*) count from sqlite_master where name=?", Array{tableName_});

@@ -16,8 +16,8 @@
 #ifndef KIV_COLLECTION_DB_COLLECTION_HPP_
 #define KIV_COLLECTION_DB_COLLECTION_HPP_
 
-#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "kiv/collection/db_row.hpp"
+#include "kiv/collection/internal/database_link.hpp"
 #include "kiv/collection/simple_database.hpp"
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
@@ -44,8 +45,10 @@ class OxDbCollection : public Object {
   // The database's collection for the table: database.collection(tableName).
   static Ref<OxDbCollection> collectionWithDatabase(OxSimpleDatabase& database, std::string_view tableName);
 
-  // The database that runs the statements; nullptr once it is gone.
-  OxSimpleDatabase* database() const noexcept { return database_.load(std::memory_order_acquire); }
+  // The database that runs the statements; nullptr once it is going. Not held: a caller that
+  // uses it must hold the database itself. (The collection's own operations hold it while they
+  // run, so a database that goes on another thread meanwhile waits for them.)
+  OxSimpleDatabase* database() const;
   const std::string& tableName() const noexcept { return tableName_; }
 
   // --- Reads -------------------------------------------------------------------------------------
@@ -123,22 +126,20 @@ class OxDbCollection : public Object {
 
  private:
   friend class OxSimpleDatabase;
-  OxDbCollection(OxSimpleDatabase* database, std::string_view tableName);
-  // Called by the database as it goes.
-  void detach() noexcept { database_.store(nullptr, std::memory_order_release); }
+  OxDbCollection(std::shared_ptr<DatabaseLink> link, std::string_view tableName);
 
-  // The rows of the query; none when detached.
+  // The rows of the query; none once the database is going.
   OxDbRows query(const std::string& sql) const;
-  // Runs block(SqDatabase&) on the database's queue; false when detached.
+  // Runs block(SqDatabase&) on the database's queue; false once the database is going.
   template <class Block>
   bool inDatabase(Block&& block) const {
-    const OxSimpleDatabase* db = database();
+    const DatabaseLink::Pin db(*link_);
     return db && db->inDatabase(block);
   }
   bool execute(const std::string& sql) const;
   bool execute(const std::string& sql, const Dictionary& parameters) const;
 
-  std::atomic<OxSimpleDatabase*> database_;
+  const std::shared_ptr<DatabaseLink> link_;
   const std::string tableName_;
 };
 

@@ -133,7 +133,7 @@ bool OxDbCollection::deleteForKey(std::string_view key, const Value& value) {
 }
 
 bool OxDbCollection::drop(std::string_view tableName) {
-  OxSimpleDatabase* db = database();
+  const DatabaseLink::Pin db(*link_);
   return db && db->drop(tableName);
 }
 

@@ -15,13 +15,13 @@ Ref<OxSimpleDatabase> OxSimpleDatabase::databaseWithPath(const String& path, int
 }
 
 OxSimpleDatabase::OxSimpleDatabase(const String& path, int openFlags)
-    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, openFlags)) {
+    : innerDb_(SqDatabaseQueue::databaseQueueWithPath(path, openFlags)), link_(std::make_shared<DatabaseLink>(this)) {
   collCache_.reserve(20);
   inDatabase([](SqDatabase& db) { db.setLogsErrors(true); });
 }
 
 OxSimpleDatabase::~OxSimpleDatabase() {
-  for (const auto& [name, collection] : collCache_) collection->detach();
+  link_->detach();
   if (innerDb_) innerDb_->close();
 }
 
@@ -94,7 +94,7 @@ void OxTransaction::rollback() {
 Ref<OxDbCollection> OxSimpleDatabase::collection(std::string_view tableName) {
   std::lock_guard<std::mutex> lock(collCacheMutex_);
   if (auto found = collCache_.find(tableName); found != collCache_.end()) return found->second;
-  Ref<OxDbCollection> made(new OxDbCollection(this, tableName));
+  Ref<OxDbCollection> made(new OxDbCollection(link_, tableName));
   collCache_.emplace(std::string(tableName), made);
   return made;
 }

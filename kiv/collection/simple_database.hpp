@@ -15,8 +15,9 @@
 // a name that needs quoting, or a text that holds a quote, makes its statement fail.
 //
 // Lifetime: the database keeps every collection it hands out for the rest of its life, and the
-// collections refer back to it without owning it. Hold the database while its collections are in
-// use; collections that outlive it are detached (their reads find nothing, their writes fail).
+// collections refer back to it without owning it. A collection's operation holds the database
+// while it runs, so a database that goes away on another thread waits for the operations in
+// progress; collections that outlive it find nothing and their writes fail.
 #ifndef KIV_COLLECTION_SIMPLE_DATABASE_HPP_
 #define KIV_COLLECTION_SIMPLE_DATABASE_HPP_
 
@@ -31,6 +32,7 @@
 #include <vector>
 
 #include "kiv/collection/db_row.hpp"
+#include "kiv/collection/internal/database_link.hpp"
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/error.hpp"
@@ -145,6 +147,8 @@ class OxSimpleDatabase : public Object {
   std::mutex collCacheMutex_;
   std::unordered_map<std::string, Ref<OxDbCollection>, NameHash, std::equal_to<>> collCache_;
   const Ref<SqDatabaseQueue> innerDb_;
+  // How the collections reach this database.
+  const std::shared_ptr<DatabaseLink> link_;
   // Read and written only inside the queue.
   std::int64_t transactionCounter_ = 0;
 };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <set>
 #include <thread>
 #include <vector>
@@ -44,6 +45,25 @@ TEST(OxSimpleDatabaseConcurrencyTest, ThreadsShareCollectionsAndNestedTransactio
   EXPECT_EQ(db->transactionCounter(), 0);
   EXPECT_FALSE(db->inDatabase([](SqDatabase& connection) { return connection.inTransaction(); }));
   EXPECT_EQ(db->collection("t")->findCount("", ""), kThreads * kRows);
+}
+
+// A database released on one thread while another uses one of its collections goes only once the
+// operation in progress is done; the collection's later operations find nothing.
+TEST(OxSimpleDatabaseConcurrencyTest, ADatabaseReleasedWhileItsCollectionWorksWaitsForIt) {
+  testing::TempDir dir;
+  Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(dir.file("c.db"));
+  ASSERT_TRUE(db->executeUpdate("create table t (v)"));
+  const Ref<OxDbCollection> t = db->collection("t");
+  std::atomic<int> written{0};
+  std::thread user([&] {
+    for (int i = 0; i < 100000 && t->upsert({{"v", i}}); ++i) ++written;
+  });
+  while (written.load() < 20) std::this_thread::yield();
+  db = nullptr;
+  user.join();
+  EXPECT_EQ(t->database(), nullptr);
+  EXPECT_FALSE(t->upsert({{"v", -1}}));
+  EXPECT_TRUE(t->find().empty());
 }
 
 }  // namespace
