@@ -36,7 +36,7 @@ std::vector<kiv::Dictionary> rowDictionaries() { return bench::personDictionarie
 // A database over a new file with the table, its statement cache as the benchmark's argument.
 kiv::Ref<kiv::OxSimpleDatabase> openDatabase(const bench::BenchFile& file, benchmark::State& state) {
   kiv::Ref<kiv::OxSimpleDatabase> db = kiv::OxSimpleDatabase::databaseWithPath(file.path());
-  db->executeUpdate(kCreate);
+  (void)db->executeUpdate(kCreate);
   const bool cache = state.range(0) != 0;
   db->inDatabase([cache](kiv::SqDatabase& connection) { connection.setShouldCacheStatements(cache); });
   return db;
@@ -96,7 +96,7 @@ void BM_FindOneByKey(benchmark::State& state) {
   kiv::Ref<kiv::OxSimpleDatabase> db = openDatabase(file, state);
   kiv::Ref<kiv::OxDbCollection> collection = db->collection("rows");
   const std::vector<kiv::Dictionary> dictionaries = rowDictionaries();
-  collection->batchUpsert({dictionaries.begin(), dictionaries.begin() + 1000});
+  (void)collection->batchUpsert({dictionaries.begin(), dictionaries.begin() + 1000});
   std::size_t next = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(collection->findOne("id='" + std::to_string(next++ % 1000) + "'"));
@@ -112,9 +112,9 @@ const bench::BenchFile& filledFile() {
   static const bench::BenchFile file("collection-read");
   static const bool filled = [] {
     kiv::Ref<kiv::OxSimpleDatabase> db = kiv::OxSimpleDatabase::databaseWithPath(file.path());
-    db->executeUpdate(kCreate);
+    (void)db->executeUpdate(kCreate);
     db->beginTransaction();
-    db->collection("rows")->batchUpsert(rowDictionaries());
+    (void)db->collection("rows")->batchUpsert(rowDictionaries());
     db->commit();
     return true;
   }();

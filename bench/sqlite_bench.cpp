@@ -54,17 +54,17 @@ void BM_KivInsert(benchmark::State& state) {
   bench::BenchFile file("sqlite-kiv-insert");
   const std::vector<kiv::Dictionary> dictionaries = bench::personDictionaries(bench::kPersonColumns);
   kiv::Ref<kiv::SqDatabase> db = kiv::SqDatabase::databaseWithPath(file.path());
-  db->open();
+  (void)db->open();
   db->setShouldCacheStatements(true);
   for (auto _ : state) {
     state.PauseTiming();
     resetTable(db->sqliteHandle());
     state.ResumeTiming();
-    db->beginTransaction();
+    (void)db->beginTransaction();
     for (const kiv::Dictionary& row : dictionaries) {
       if (!db->executeUpdateWithParameterDictionary(kInsert, row)) state.SkipWithError("insert failed");
     }
-    db->commit();
+    (void)db->commit();
   }
   bench::setPersonRowsProcessed(state);
 }
@@ -106,7 +106,7 @@ BENCHMARK(BM_RawRead)->Unit(benchmark::kMillisecond);
 
 void BM_KivRead(benchmark::State& state) {
   kiv::Ref<kiv::SqDatabase> db = kiv::SqDatabase::databaseWithPath(filledFile());
-  db->open();
+  (void)db->open();
   db->setShouldCacheStatements(true);
   for (auto _ : state) {
     std::vector<kiv::Dictionary> out;

@@ -159,12 +159,12 @@ bool storeModels(const kiv::Array& statuses, const kiv::Array& models, const std
 
   // Age the older half of the rows by two weeks, then expire rows older than the class map's week.
   const std::string table = "kiv_timelinestatus_v1";
-  context.storage().database()->executeUpdate(
+  (void)context.storage().database()->executeUpdate(
       "UPDATE " + table + " SET kiv_update_time = kiv_update_time - 1209600 WHERE rowid IN (SELECT rowid FROM " +
       table + " ORDER BY createdat LIMIT (SELECT count(*) / 2 FROM " + table + "))");
   const std::int64_t before = rowCount(context, table);
   start = Clock::now();
-  context.clearOldDatas(TimelineClassMap::kStatusType);
+  (void)context.clearOldDatas(TimelineClassMap::kStatusType);
   const double expired = microsecondsSince(start);
   context.waitUntilBackgroundWritesFinish();
   std::printf("  expired the rows older than a week: %lld of %lld removed in %.0f us\n",

@@ -89,40 +89,40 @@ class OxDbCollection : public Object {
   // later rows have are ignored.
 
   // insertOrReplaceUseMultiSQL("INSERT" or "REPLACE", { row }).
-  bool insert(const Dictionary& row);
-  bool upsert(const Dictionary& row);
+  [[nodiscard]] bool insert(const Dictionary& row);
+  [[nodiscard]] bool upsert(const Dictionary& row);
   // insertOrReplaceUseMultiSQL("INSERT" or "REPLACE", rows).
-  bool batchInsert(const std::vector<Dictionary>& rows);
-  bool batchUpsert(const std::vector<Dictionary>& rows);
+  [[nodiscard]] bool batchInsert(const std::vector<Dictionary>& rows);
+  [[nodiscard]] bool batchUpsert(const std::vector<Dictionary>& rows);
   // <verb> INTO T (a,b) VALUES (:a, :b), run once per row inside one block on the queue, not in a
   // transaction (callers that want all or nothing wrap the call in beginTransaction and
   // commitTransaction). Returns the last row's result: earlier failures do not stop the loop and
   // do not show. False for no rows, without running anything.
-  bool insertOrReplaceUseMultiSQL(std::string_view verb, const std::vector<Dictionary>& rows);
+  [[nodiscard]] bool insertOrReplaceUseMultiSQL(std::string_view verb, const std::vector<Dictionary>& rows);
   // One statement for all rows, run once:
   //   <verb> INTO T (a,b)  SELECT :a0, :b0  UNION  SELECT :a1, :b1
   // with the blanks as shown and one more at the end; a parameter is named by its key and its
   // row's index. UNION writes identical rows once. SQLite's limits on compound terms and on
   // parameters bound the batch size.
-  bool insertOrReplaceUseUnionSQL(std::string_view verb, const std::vector<Dictionary>& rows);
+  [[nodiscard]] bool insertOrReplaceUseUnionSQL(std::string_view verb, const std::vector<Dictionary>& rows);
 
   // UPDATE T SET a=:a, b=:b WHERE <condition>, bound to the row. WHERE is always written.
-  bool update(std::string_view condition, const Dictionary& row);
+  [[nodiscard]] bool update(std::string_view condition, const Dictionary& row);
   // UPDATE T SET a=:a, b=:b WHERE <key>=:<key>, bound to the row with `value` under the key (an
   // absent value binds NULL and so matches nothing). A row that also holds the key sets it to
   // `value` too, so a row cannot change its own key this way.
-  bool updateForKey(std::string_view key, const Value& value, const Dictionary& row);
+  [[nodiscard]] bool updateForKey(std::string_view key, const Value& value, const Dictionary& row);
   // UPDATE T set <set>[ WHERE <condition>]: every row when the condition is empty.
-  bool updateSet(std::string_view condition, std::string_view set);
+  [[nodiscard]] bool updateSet(std::string_view condition, std::string_view set);
 
   // DELETE FROM T: every row.
-  bool delete_();
+  [[nodiscard]] bool delete_();
   // DELETE FROM T WHERE <condition>. WHERE is always written.
-  bool delete_(std::string_view condition);
+  [[nodiscard]] bool delete_(std::string_view condition);
   // DELETE FROM T WHERE <key>=?, bound to the value.
-  bool deleteForKey(std::string_view key, const Value& value);
+  [[nodiscard]] bool deleteForKey(std::string_view key, const Value& value);
   // DROP TABLE <tableName>: the table named, which need not be T (see OxSimpleDatabase::drop).
-  bool drop(std::string_view tableName);
+  [[nodiscard]] bool drop(std::string_view tableName);
 
  private:
   friend class OxSimpleDatabase;

@@ -76,7 +76,7 @@ TEST_F(OxDbCollectionTest, FindByKeyQuotesEachValueAndKeysRowsByTheirText) {
 TEST_F(OxDbCollectionTest, ExistsAndFieldSetReadTheSchema) {
   EXPECT_TRUE(people->exists());
   EXPECT_EQ(people->fieldSet(), (std::set<std::string>{"id", "name", "age"}));
-  db->executeUpdate("create index by_name on people (name)");
+  EXPECT_TRUE(db->executeUpdate("create index by_name on people (name)"));
   EXPECT_TRUE(db->collection("by_name")->exists());  // any schema object
   Ref<OxDbCollection> missing = db->collection("missing");
   EXPECT_FALSE(missing->exists());

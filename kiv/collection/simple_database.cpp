@@ -30,11 +30,11 @@ OxSimpleDatabase::~OxSimpleDatabase() {
 void OxSimpleDatabase::beginTransaction() {
   inDatabase([this](SqDatabase& db) {
     ++transactionCounter_;
-    if (!db.inTransaction()) db.beginTransaction();
+    if (!db.inTransaction()) (void)db.beginTransaction();
   });
 }
 
-void OxSimpleDatabase::commit() { commitTransaction(); }
+void OxSimpleDatabase::commit() { (void)commitTransaction(); }
 
 bool OxSimpleDatabase::commitTransaction() {
   return inDatabase([this](SqDatabase& db) {
@@ -45,7 +45,7 @@ bool OxSimpleDatabase::commitTransaction() {
 
 void OxSimpleDatabase::rollback() {
   inDatabase([](SqDatabase& db) {
-    if (db.inTransaction()) db.rollback();
+    if (db.inTransaction()) (void)db.rollback();
   });
 }
 
@@ -56,7 +56,7 @@ std::int64_t OxSimpleDatabase::transactionCounter() const {
 OxTransaction::OxTransaction(OxSimpleDatabase& database) : database_(&database) {
   database.inDatabase([this](SqDatabase& db) {
     outermost_ = ++database_->transactionCounter_ == 1;
-    if (!db.inTransaction()) db.beginTransaction();
+    if (!db.inTransaction()) (void)db.beginTransaction();
   });
 }
 
@@ -75,7 +75,7 @@ bool OxTransaction::commit() {
     if (--database->transactionCounter_ != 0 || !outermost_) return true;
     if (!db.inTransaction()) return false;
     if (db.commit()) return true;
-    if (db.inTransaction()) db.rollback();
+    if (db.inTransaction()) (void)db.rollback();
     return false;
   });
 }
@@ -85,7 +85,7 @@ void OxTransaction::rollback() {
   if (!database) return;
   database->inDatabase([&](SqDatabase& db) {
     --database->transactionCounter_;
-    if (outermost_ && db.inTransaction()) db.rollback();
+    if (outermost_ && db.inTransaction()) (void)db.rollback();
   });
 }
 
@@ -148,7 +148,7 @@ bool OxSimpleDatabase::executeUpdates(const std::vector<std::string>& sqls) {
     separator = ";";
   }
   const bool ran = inDatabase([&](SqDatabase& db) { return db.executeStatements(joined); });
-  transaction.commit();
+  (void)transaction.commit();
   return ran;
 }
 

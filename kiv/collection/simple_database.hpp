@@ -82,7 +82,7 @@ class OxSimpleDatabase : public Object {
   // Subtracts 1 from the counter; commits when it is now 0 and a transaction is open.
   void commit();
   // The same as commit; returns the commit's result, false when no commit was issued.
-  bool commitTransaction();
+  [[nodiscard]] bool commitTransaction();
   // Rolls back the open transaction, if any. The counter stays: after a rollback inside a nest,
   // the next begin opens a new transaction and the outermost commit comes one call later.
   void rollback();
@@ -109,12 +109,12 @@ class OxSimpleDatabase : public Object {
   OxDbRows executeQueryWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
 
   // Whether the statement ran; arguments as for the queries.
-  bool executeUpdate(std::string_view sql);
-  bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
-  bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
+  [[nodiscard]] bool executeUpdate(std::string_view sql);
+  [[nodiscard]] bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
+  [[nodiscard]] bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
   // Runs the statements, joined by ";", as one text inside one counted transaction
   // (beginTransaction ... commitTransaction); returns whether all of them ran.
-  bool executeUpdates(const std::vector<std::string>& sqls);
+  [[nodiscard]] bool executeUpdates(const std::vector<std::string>& sqls);
 
   // --- Schema helpers ----------------------------------------------------------------------------
 
@@ -123,10 +123,10 @@ class OxSimpleDatabase : public Object {
   // Whether a schema object of this name exists: an index, but also a table, view or trigger.
   bool indexExist(std::string_view name);
   // "DROP TABLE <name>", after closing the connection's open result sets. A missing table fails.
-  bool drop(std::string_view tableName);
+  [[nodiscard]] bool drop(std::string_view tableName);
   // "ALTER TABLE <table> add <column> <type>" unless the table already has the column (exact
   // letter case); false when it has, as when the statement fails.
-  bool addColonmWith(std::string_view column, std::string_view type, std::string_view tableName);
+  [[nodiscard]] bool addColonmWith(std::string_view column, std::string_view type, std::string_view tableName);
   // The rows of the table whose column `findId` contains `search`, by SQL LIKE (ASCII letter case
   // ignored; "%" and "_" in the search text are wildcards).
   OxDbRows getList(std::string_view search, std::string_view tableName, std::string_view findId);
@@ -171,7 +171,7 @@ class OxTransaction {
   // Ends the pair: commits when it is the outermost. Returns whether what it wrote is kept (for
   // an inner pair, as far as it can tell: its outermost pair decides). A failed commit rolls back
   // what SQLite still holds.
-  bool commit();
+  [[nodiscard]] bool commit();
   // Ends the pair without keeping what it wrote, when it is the outermost (an inner pair leaves
   // that to the outermost). Done by the destructor unless commit() was called.
   void rollback();

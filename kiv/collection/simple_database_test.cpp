@@ -34,11 +34,11 @@ TEST_F(OxSimpleDatabaseTest, NestedPairsMakeOneTransactionCommittedByTheOutermos
 
 TEST_F(OxSimpleDatabaseTest, RollbackLeavesTheCounterSoTheOutermostCommitComesLater) {
   db->beginTransaction();
-  db->executeUpdate("insert into t values (1)");
+  EXPECT_TRUE(db->executeUpdate("insert into t values (1)"));
   db->rollback();
   EXPECT_EQ(db->transactionCounter(), 1);
   db->beginTransaction();  // 2: opens a new transaction, none being open
-  db->executeUpdate("insert into t values (2)");
+  EXPECT_TRUE(db->executeUpdate("insert into t values (2)"));
   db->commit();  // 1: no commit yet
   EXPECT_EQ(db->transactionCounter(), 1);
   EXPECT_TRUE(inSqliteTransaction());
@@ -73,7 +73,7 @@ TEST_F(OxSimpleDatabaseTest, ExecuteUpdatesRunsTheStatementsInOneCountedTransact
 }
 
 TEST_F(OxSimpleDatabaseTest, QueriesReturnEveryRowAndFailuresNone) {
-  db->executeUpdates({"insert into t values (1)", "insert into t values (NULL)"});
+  EXPECT_TRUE(db->executeUpdates({"insert into t values (1)", "insert into t values (NULL)"}));
   EXPECT_EQ(db->executeQuery("select v from t").size(), 2u);
   EXPECT_EQ(db->executeQueryWithArgumentsInArray("select v from t where v=?", Array{1}).size(), 1u);
   const OxDbRows rows = db->executeQueryWithParameterDictionary("select v from t where v is :v", {{"v", Value::null()}});
@@ -87,7 +87,7 @@ TEST_F(OxSimpleDatabaseTest, QueriesReturnEveryRowAndFailuresNone) {
 }
 
 TEST_F(OxSimpleDatabaseTest, SchemaHelpersWriteNamesUnquoted) {
-  db->executeUpdate("create index i on t (v)");
+  EXPECT_TRUE(db->executeUpdate("create index i on t (v)"));
   traceStatements();
   EXPECT_TRUE(db->tableExist("t"));
   EXPECT_FALSE(db->tableExist("i"));
@@ -109,7 +109,7 @@ TEST_F(OxSimpleDatabaseTest, SchemaHelpersWriteNamesUnquoted) {
             "PRAGMA table_info(t)\nALTER TABLE t add name TEXT\nPRAGMA table_info(t)\n"
             "PRAGMA table_info(nowhere)\nALTER TABLE nowhere add name TEXT");
 
-  db->executeUpdates({"insert into t values (1, 'Ann')", "insert into t values (2, 'Joanna')"});
+  EXPECT_TRUE(db->executeUpdates({"insert into t values (1, 'Ann')", "insert into t values (2, 'Joanna')"}));
   log.clear();
   EXPECT_EQ(db->getList("ANN", "t", "name").size(), 2u);
   EXPECT_EQ(sql(), "select * from t where name like '%ANN%'");
@@ -132,13 +132,13 @@ TEST_F(OxSimpleDatabaseTest, ATransactionObjectThatGoesWithoutCommitRollsBackAnd
   {
     OxTransaction outer(*db);
     EXPECT_TRUE(outer.outermost());
-    db->executeUpdate("insert into t values (1)");
+    EXPECT_TRUE(db->executeUpdate("insert into t values (1)"));
   }
   EXPECT_EQ(db->transactionCounter(), 0);
   EXPECT_FALSE(inSqliteTransaction());
   EXPECT_EQ(onDisk("select count(*) from t"), "0");
   OxTransaction kept(*db);
-  db->executeUpdate("insert into t values (2)");
+  EXPECT_TRUE(db->executeUpdate("insert into t values (2)"));
   EXPECT_TRUE(kept.commit());
   EXPECT_EQ(onDisk("select v from t"), "2");
 }

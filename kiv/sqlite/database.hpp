@@ -95,11 +95,11 @@ class SqDatabase : public Object {
   std::string sqlitePath() const;
   // Opens the file (read-write, created if missing); true when already open. Installs the busy
   // handler when maxBusyRetryTimeInterval > 0. Logs "error opening!: <code>" on failure.
-  bool open();
+  [[nodiscard]] bool open();
   // The same with SQLite open flags (SQLITE_OPEN_..., and kSqOpenFileProtectionNone). Unless they
   // ask for SQLITE_OPEN_FULLMUTEX, the connection takes no lock of SQLite's (SQLITE_OPEN_NOMUTEX),
   // as it is used by one thread at a time.
-  bool openWithFlags(int flags);
+  [[nodiscard]] bool openWithFlags(int flags);
   // Finalizes the cached statements, closes the open result sets, then the connection; a
   // statement still prepared elsewhere is finalized with the log "Closing leaked statement".
   // Always true. The connection may be opened again.
@@ -236,26 +236,26 @@ class SqDatabase : public Object {
   // arguments as for queries. A statement that yields a row (a SELECT) fails.
 
   template <SqArgument... Args>
-  bool executeUpdate(std::string_view sql, const Args&... args) {
+  [[nodiscard]] bool executeUpdate(std::string_view sql, const Args&... args) {
     return executeUpdateWithVAList(sql, std::array<Value, sizeof...(Args)>{Value(args)...});
   }
-  bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
-  bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
-  bool executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments);
+  [[nodiscard]] bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
+  [[nodiscard]] bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
+  [[nodiscard]] bool executeUpdateWithVAList(std::string_view sql, SqArgumentList arguments);
   template <SqArgument... Args>
-  bool executeUpdateWithFormat(std::string_view format, const Args&... args) {
+  [[nodiscard]] bool executeUpdateWithFormat(std::string_view format, const Args&... args) {
     return executeUpdateWithFormatList(format, std::array<Value, sizeof...(Args)>{Value(args)...});
   }
   // Also sets `*outError` (when given) when the SQL does not prepare.
   template <SqArgument... Args>
-  bool executeUpdateWithErrorAndBindings(std::string_view sql, Error* outError, const Args&... args) {
+  [[nodiscard]] bool executeUpdateWithErrorAndBindings(std::string_view sql, Error* outError, const Args&... args) {
     const std::array<Value, sizeof...(Args)> arguments{Value(args)...};
     return executeUpdateWithErrorWithArgumentsInArrayOrDictionaryOrVAList(sql, outError, Array(), Dictionary(),
                                                                           arguments);
   }
   // The older name of executeUpdateWithErrorAndBindings.
   template <SqArgument... Args>
-  bool update(std::string_view sql, Error* outError, const Args&... args) {
+  [[nodiscard]] bool update(std::string_view sql, Error* outError, const Args&... args) {
     return executeUpdateWithErrorAndBindings(sql, outError, args...);
   }
 
@@ -267,14 +267,14 @@ class SqDatabase : public Object {
   // executeUpdate and executeQuery. A kept statement of a table that was dropped since fails when
   // stepped, with the step's log lines.
 
-  bool executeKeptUpdate(std::string_view sql, SqArgumentList arguments);
+  [[nodiscard]] bool executeKeptUpdate(std::string_view sql, SqArgumentList arguments);
   Ref<SqResultSet> executeKeptQuery(std::string_view sql, SqArgumentList arguments);
 
   // --- Several statements, SQL functions --------------------------------------------------------
 
   // Runs the semicolon-separated statements; the block, when given, receives each result row.
   // Returns whether all ran; logs "Error inserting batch: <message>" otherwise.
-  bool executeStatements(std::string_view sql, const SqExecuteStatementsCallbackBlock& block = {});
+  [[nodiscard]] bool executeStatements(std::string_view sql, const SqExecuteStatementsCallbackBlock& block = {});
   // Registers a scalar SQL function of `maximumArguments` arguments (-1: any) while the connection
   // is open (not again after a reopen).
   void makeFunctionNamed(std::string_view name, int maximumArguments, SqFunctionBlock block);
@@ -297,17 +297,17 @@ class SqDatabase : public Object {
   // Each runs one update and returns its result; inTransaction follows begin/commit/rollback
   // that succeed.
 
-  bool beginTransaction();          // "begin exclusive transaction"
-  bool beginDeferredTransaction();  // "begin deferred transaction"
-  bool commit();
-  bool rollback();
+  [[nodiscard]] bool beginTransaction();          // "begin exclusive transaction"
+  [[nodiscard]] bool beginDeferredTransaction();  // "begin deferred transaction"
+  [[nodiscard]] bool commit();
+  [[nodiscard]] bool rollback();
   // Savepoint names are quoted ("'" doubled). On failure `*outError` gets lastError().
-  bool startSavePointWithName(std::string_view name, Error* outError = nullptr);
-  bool releaseSavePointWithName(std::string_view name, Error* outError = nullptr);
-  bool rollbackToSavePointWithName(std::string_view name, Error* outError = nullptr);
+  [[nodiscard]] bool startSavePointWithName(std::string_view name, Error* outError = nullptr);
+  [[nodiscard]] bool releaseSavePointWithName(std::string_view name, Error* outError = nullptr);
+  [[nodiscard]] bool rollbackToSavePointWithName(std::string_view name, Error* outError = nullptr);
   // Runs the block inside a savepoint named "dbSavePoint<n>" (n counts process-wide); rolls back
   // to it when the block sets *rollback, then releases it. Returns the last failure, if any.
-  std::optional<Error> inSavePoint(const std::function<void(bool* rollback)>& block);
+  [[nodiscard]] std::optional<Error> inSavePoint(const std::function<void(bool* rollback)>& block);
 
   // --- Single values and the schema -------------------------------------------------------------
   //
@@ -369,7 +369,7 @@ class SqDatabase : public Object {
   void setUserVersion(std::uint32_t version);
   // Whether the SQL compiles (it is not run). On failure `*outError` gets {"NSCocoaErrorDomain",
   // lastErrorCode, lastErrorMessage}.
-  bool validateSQL(std::string_view sql, Error* outError = nullptr);
+  [[nodiscard]] bool validateSQL(std::string_view sql, Error* outError = nullptr);
 
  private:
   class ExecutingStatement;

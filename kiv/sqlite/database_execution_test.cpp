@@ -108,7 +108,7 @@ TEST_F(SqExecutionTest, FailedUpdatesLogWhatHappened) {
 TEST_F(SqExecutionTest, TracingLogsStatementsAndArguments) {
   db->setTraceExecution(true);
   LogCapture log;
-  db->executeUpdate("insert into t (a, b) values (?, ?)", Data("xyz"), 5);
+  EXPECT_TRUE(db->executeUpdate("insert into t (a, b) values (?, ?)", Data("xyz"), 5));
   db->executeQueryWithParameterDictionary("select :a", Dictionary{{"a", Value("v")}});
   const std::string name = db->description();
   EXPECT_EQ(log.lines(), (Lines{name + " executeUpdate: insert into t (a, b) values (?, ?)", "data: 3 bytes", "obj: 5",

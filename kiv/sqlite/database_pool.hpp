@@ -76,7 +76,7 @@ class SqDatabasePool : public Object {
   // "savePoint<n>" across all pools of the process.
   void inTransaction(const SqTransactionBlock& block);
   void inDeferredTransaction(const SqTransactionBlock& block);
-  std::optional<Error> inSavePoint(const SqTransactionBlock& block);
+  [[nodiscard]] std::optional<Error> inSavePoint(const SqTransactionBlock& block);
 
   // Checks a connection out: the most recently checked-in idle one, else a new one. nullptr when
   // the maximum is reached (logged "Maximum number of databases (<n>) has already been

@@ -56,7 +56,7 @@ TEST(SqDatabasePoolConcurrencyTest, BusyHandlerWaitsForTheLockHolder) {
   std::atomic<bool> locked{false};
   std::thread writer([&] {
     pool->inTransaction([&](SqDatabase* db, bool*) {
-      db->executeUpdate("insert into t values (1)");
+      EXPECT_TRUE(db->executeUpdate("insert into t values (1)"));
       locked = true;
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
     });

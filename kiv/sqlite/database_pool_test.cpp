@@ -107,9 +107,9 @@ TEST_F(SqDatabasePoolTest, ABlockThatThrowsGivesItsConnectionBackAndCallablesRet
 
 TEST_F(SqDatabasePoolTest, TransactionsAndSavePoints) {
   pool->inDatabase([](SqDatabase* db) { ASSERT_TRUE(db->executeUpdate("create table t (v)")); });
-  pool->inTransaction([](SqDatabase* db, bool*) { db->executeUpdate("insert into t values (1)"); });
+  pool->inTransaction([](SqDatabase* db, bool*) { EXPECT_TRUE(db->executeUpdate("insert into t values (1)")); });
   EXPECT_FALSE(pool->inSavePoint([](SqDatabase* db, bool* rollback) {
-                     db->executeUpdate("insert into t values (4)");
+                     EXPECT_TRUE(db->executeUpdate("insert into t values (4)"));
                      *rollback = true;
                    }).has_value());
   pool->inDatabase([](SqDatabase* db) { EXPECT_EQ(db->intForQuery("select sum(v) from t"), 1); });

@@ -61,7 +61,7 @@ class SqDatabaseQueue : public Object {
   void inDeferredTransaction(const SqTransactionBlock& block);
   // Runs the block inside a savepoint named "savePoint<n>" (n counts across all queues of the
   // process); see SqDatabase::inSavePoint.
-  std::optional<Error> inSavePoint(const SqTransactionBlock& block);
+  [[nodiscard]] std::optional<Error> inSavePoint(const SqTransactionBlock& block);
   // Closes the connection; the next block reopens it.
   void close();
 

@@ -32,8 +32,8 @@ TEST(SqDatabaseQueueConcurrencyTest, EightThreadsShareOneConnection) {
           // A pair written in one transaction; every other one is rolled back.
           queue->inTransaction([&](SqDatabase* db, bool* rollback) {
             ++blocks;
-            db->executeUpdate("insert into t values (?, ?)", t, -1);
-            db->executeUpdate("insert into t values (?, ?)", t, -1);
+            EXPECT_TRUE(db->executeUpdate("insert into t values (?, ?)", t, -1));
+            EXPECT_TRUE(db->executeUpdate("insert into t values (?, ?)", t, -1));
             *rollback = (n / 10) % 2 == 1;
           });
           continue;

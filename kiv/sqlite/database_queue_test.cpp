@@ -36,11 +36,11 @@ TEST(SqTransactionTest, TransactionsAndSavePointsOnOneConnection) {
   db->setTraceExecution(true);
   LogCapture log;
   EXPECT_FALSE(db->inSavePoint([&](bool*) {
-                   db->executeUpdate("insert into t values (1)");
-                   db->inSavePoint([&](bool* rollback) {
-                     db->executeUpdate("insert into t values (2)");
-                     *rollback = true;
-                   });
+                   EXPECT_TRUE(db->executeUpdate("insert into t values (1)"));
+                   EXPECT_FALSE(db->inSavePoint([&](bool* rollback) {
+                                    EXPECT_TRUE(db->executeUpdate("insert into t values (2)"));
+                                    *rollback = true;
+                                  }).has_value());
                  }).has_value());
   EXPECT_EQ(db->intForQuery("select sum(v) from t"), 1);
   std::vector<long> numbers;
@@ -70,13 +70,13 @@ class SqDatabaseQueueTest : public ::testing::Test {
 };
 
 TEST_F(SqDatabaseQueueTest, TransactionsCommitUnlessRolledBack) {
-  queue->inTransaction([](SqDatabase* db, bool*) { db->executeUpdate("insert into t values (1)"); });
+  queue->inTransaction([](SqDatabase* db, bool*) { EXPECT_TRUE(db->executeUpdate("insert into t values (1)")); });
   queue->inDeferredTransaction([](SqDatabase* db, bool* rollback) {
-    db->executeUpdate("insert into t values (2)");
+    EXPECT_TRUE(db->executeUpdate("insert into t values (2)"));
     *rollback = true;
   });
   EXPECT_FALSE(queue->inSavePoint([](SqDatabase* db, bool* rollback) {
-                      db->executeUpdate("insert into t values (4)");
+                      EXPECT_TRUE(db->executeUpdate("insert into t values (4)"));
                       *rollback = true;
                     }).has_value());
   EXPECT_EQ(sum(), 1);
@@ -85,12 +85,12 @@ TEST_F(SqDatabaseQueueTest, TransactionsCommitUnlessRolledBack) {
 // A block that throws is undone, and the queue and its connection go on as before.
 TEST_F(SqDatabaseQueueTest, ABlockThatThrowsIsRolledBack) {
   EXPECT_THROW(queue->inTransaction([](SqDatabase* db, bool*) {
-    db->executeUpdate("insert into t values (8)");
+    EXPECT_TRUE(db->executeUpdate("insert into t values (8)"));
     throw std::runtime_error("failed midway");
   }),
                std::runtime_error);
   EXPECT_THROW(queue->inSavePoint([](SqDatabase* db, bool*) {
-    db->executeUpdate("insert into t values (16)");
+    EXPECT_TRUE(db->executeUpdate("insert into t values (16)"));
     throw std::runtime_error("failed midway");
   }),
                std::runtime_error);

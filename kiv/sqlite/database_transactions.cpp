@@ -66,19 +66,19 @@ namespace {
 class TransactionBracket {
  public:
   TransactionBracket(SqDatabase* db, bool deferred) : db_(db) {
-    if (db_ && deferred) db_->beginDeferredTransaction();
-    if (db_ && !deferred) db_->beginTransaction();
+    if (db_ && deferred) (void)db_->beginDeferredTransaction();
+    if (db_ && !deferred) (void)db_->beginTransaction();
   }
   ~TransactionBracket() {
-    if (db_) db_->rollback();
+    if (db_) (void)db_->rollback();
   }
   TransactionBracket(const TransactionBracket&) = delete;
   TransactionBracket& operator=(const TransactionBracket&) = delete;
 
   void finish(bool rollback) {
     SqDatabase* const db = std::exchange(db_, nullptr);
-    if (db && rollback) db->rollback();
-    if (db && !rollback) db->commit();
+    if (db && rollback) (void)db->rollback();
+    if (db && !rollback) (void)db->commit();
   }
 
  private:
@@ -92,8 +92,8 @@ class SavePointBracket {
   ~SavePointBracket() {
     if (!db_) return;
     Error ignored;
-    db_->rollbackToSavePointWithName(name_, &ignored);
-    db_->releaseSavePointWithName(name_, &ignored);
+    (void)db_->rollbackToSavePointWithName(name_, &ignored);
+    (void)db_->releaseSavePointWithName(name_, &ignored);
   }
   SavePointBracket(const SavePointBracket&) = delete;
   SavePointBracket& operator=(const SavePointBracket&) = delete;

@@ -18,7 +18,7 @@ void KivCache::switchDatabase(const Ref<OxSimpleDatabase>& database) {
   if (!database) return;
   if (!database->collection(kKivCacheTable)->exists()) {
     // The run of blanks is part of the table's stored definition.
-    database->executeUpdate("CREATE TABLE " + std::string(kKivCacheTable) +
+    (void)database->executeUpdate("CREATE TABLE " + std::string(kKivCacheTable) +
                             " (cache_key VARCHAR(20),                         cache_context VARCHAR(50));");
   }
 }

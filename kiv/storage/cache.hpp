@@ -38,12 +38,12 @@ class KivCache {
   String matchKey(const ModelClass& cls);
   // Appends a row of the class's key and the text; whether the write succeeded (false without a
   // database).
-  bool saveJsonCache(const String& json, const ModelClass& cls);
+  [[nodiscard]] bool saveJsonCache(const String& json, const ModelClass& cls);
   // The text of the class's first row, or absent (no row, no database).
   String localJsonCacheForClass(const ModelClass& cls);
   // saveJsonCache("") for the class. Since saves append, a later read still finds an earlier
   // save's text when there is one.
-  bool clearCacheForClass(const ModelClass& cls);
+  [[nodiscard]] bool clearCacheForClass(const ModelClass& cls);
 
   // Placeholders for a cache of objects by class, which this cache does not have: the read
   // always gives absent, the save does nothing.

@@ -148,7 +148,7 @@ class KivContext {
   // Not checked: drops the obsolete tables that the class map names.
   void clearOldTables();
   // The storage's result, false when the type is refused.
-  bool clearOldDatas(std::int64_t type);
+  [[nodiscard]] bool clearOldDatas(std::int64_t type);
 
   // The context's storage.
   KivStorage& storage() noexcept { return storage_; }

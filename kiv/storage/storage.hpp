@@ -273,7 +273,7 @@ class KivStorage {
   // Deletes the class's rows written more than the class map's kiv_clearTimeInterval seconds
   // ago, with the condition "kiv_update_time < <cut-off with six decimals>"; returns whether the
   // statement ran (false without a database). Cached models stay.
-  bool clearOldDatas(const ModelClass& cls);
+  [[nodiscard]] bool clearOldDatas(const ModelClass& cls);
   // Drops each existing table that the class map's oldTabels names.
   void clearOldTables();
 

@@ -15,9 +15,9 @@ class StorageCleanupTest : public StorageTest {
   // Saves the item and makes its row look written `age` seconds ago.
   void saveAged(KivStorage& storage, std::int64_t id, double age) {
     storage.setDbModel(FeedItem::make(id, "aged"), kFeed);
-    storage.database()->executeUpdate("UPDATE kiv_feeditem_v1 SET kiv_update_time = " +
+    EXPECT_TRUE(storage.database()->executeUpdate("UPDATE kiv_feeditem_v1 SET kiv_update_time = " +
                                       std::to_string(currentTimeIntervalSince1970() - age) +
-                                      " WHERE itemid = " + std::to_string(id));
+                                      " WHERE itemid = " + std::to_string(id)));
   }
 };
 

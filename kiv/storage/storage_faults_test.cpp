@@ -104,12 +104,12 @@ TEST_F(StorageFaultsTest, AReadDuringAnOpenWriteSeesTheLastCommittedRows) {
   storage->setModels({Value(FeedItem::make(1, "committed"))});
   EXPECT_EQ(onDisk("PRAGMA journal_mode"), "wal");
   storage->database()->inDatabase([&](SqDatabase& db) {
-    db.beginTransaction();
-    db.executeUpdate("UPDATE kiv_feeditem_v1 SET title = 'in progress' WHERE itemid = 1");
+    EXPECT_TRUE(db.beginTransaction());
+    EXPECT_TRUE(db.executeUpdate("UPDATE kiv_feeditem_v1 SET title = 'in progress' WHERE itemid = 1"));
     const Ref<KivModel> read = storage->dbModel(1, kFeed);  // on the writer's own queue: no deadlock
     ASSERT_TRUE(read);
     EXPECT_EQ(static_cast<FeedItem&>(*read).title().str(), "committed");
-    db.commit();
+    EXPECT_TRUE(db.commit());
   });
   EXPECT_EQ(static_cast<FeedItem&>(*storage->dbModel(1, kFeed)).title().str(), "in progress");
 }
@@ -117,9 +117,9 @@ TEST_F(StorageFaultsTest, AReadDuringAnOpenWriteSeesTheLastCommittedRows) {
 TEST_F(StorageFaultsTest, RegisteringAClassMakesItsSettersRecordSoTheFirstSaveOfAProcessKeepsItsValues) {
   {
     const auto creator = openStorage();
-    creator->database()->executeUpdate(
+    EXPECT_TRUE(creator->database()->executeUpdate(
         "CREATE TABLE kiv_freshitem_v1 (label  VARCHAR(50) ,freshid  INTEGER  PRIMARY KEY,origin  VARCHAR(50) ,"
-        "kiv_update_time TIMESTAMP)");
+        "kiv_update_time TIMESTAMP)"));
   }
   const auto storage = openStorage({Value(&FreshItem::kivClass())});
   const Ref<FreshItem> item = makeRef<FreshItem>();

@@ -278,7 +278,7 @@ TEST_F(StorageMigrationTest, ARaisedVersionCopiesTheModelTablesAndKeepsTheJsonCa
     storage->setDbModels(records(kRows), Entry::kivClass());
     KivCache cache;
     cache.switchDatabase(storage->database());
-    cache.saveJsonCache(String("[1,2]"), Entry::kivClass());
+    EXPECT_TRUE(cache.saveJsonCache(String("[1,2]"), Entry::kivClass()));
   });
   for (const char* sql : {"CREATE TABLE kiv_entry_v0 (a)", "CREATE TABLE KIV_other (a)", "CREATE TABLE notes (a)"}) {
     execute(sql);
@@ -356,14 +356,14 @@ TEST_F(StorageMigrationTest, InsideAnApplicationsTransactionAFailureUndoesTheCha
     const auto storage = openStorage(path);
     const Ref<OxSimpleDatabase> db = storage->database();
     db->beginTransaction();
-    db->executeUpdate("CREATE TABLE plain (a)");
+    EXPECT_TRUE(db->executeUpdate("CREATE TABLE plain (a)"));
     Entry::key = "b";
     storage->ensureTable(Entry::kivClass());
     EXPECT_TRUE(log.contains("cannot bring the table kiv_entry_v1"));
     Entry::key = "a";
     Entry::stored = {"a", "b", "c"};
     storage->ensureTable(Entry::kivClass());
-    db->commitTransaction();
+    EXPECT_TRUE(db->commitTransaction());
   });
   EXPECT_EQ(tables(), "kiv_entry_v1\nkv_version\nplain");
   EXPECT_EQ(columns("kiv_entry_v1"), "a INTEGER, b INTEGER, kiv_update_time TIMESTAMP, c DOUBLE");

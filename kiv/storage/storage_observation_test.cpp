@@ -60,7 +60,7 @@ TEST_F(StorageTest, EveryCommittedWriteTellsItsClassesObserversWhichKeysChanged)
   storage->batchModels({Value(FeedItem::make(4, "four")), Value(Tag::make("news", 1))});
   storage->deleteWith(2, kFeed);
   storage->deleteWithCondition("itemid = 3", kFeed);
-  storage->clearOldDatas(kFeed);
+  EXPECT_TRUE(storage->clearOldDatas(kFeed));
   storage->deleteAllWithClass(kTag);
   storage->waitUntilBackgroundWritesFinish();
   EXPECT_EQ(feeds.lines(), (Lines{"FeedItem saved 1", "FeedItem saved 2,3", "FeedItem saved 4", "FeedItem deleted 2",

@@ -48,7 +48,7 @@ void KivStorage::ensureTable(const ModelClass& cls) {
     if (table->fieldSet() == dbProperty(cls)) return;
     // The class's stored properties changed: the rows cannot be kept.
     dropTablesWithClass(cls);
-    table->drop(table->tableName());
+    (void)table->drop(table->tableName());
     noteUnnamedChange(&cls);
   }
   createTable(*table.table, cls);
@@ -64,8 +64,8 @@ void KivStorage::ensureTableVersion() {
   const std::int64_t current = version();
   const std::string table(kKivVersionTable);
   if (!versions->exists()) {
-    db->executeUpdate("create table " + table + " (id int PRIMARY KEY,version int);");
-    db->executeUpdate("insert into " + table + " (id,version) values ('1','" + std::to_string(current) + "');");
+    (void)db->executeUpdate("create table " + table + " (id int PRIMARY KEY,version int);");
+    (void)db->executeUpdate("insert into " + table + " (id,version) values ('1','" + std::to_string(current) + "');");
     return;
   }
   const Ref<OxDbRow> row = versions->findOne("id='1'");
@@ -77,12 +77,12 @@ void KivStorage::ensureTableVersion() {
     return;
   }
   // Without its row the update changes nothing, and the table stays without a row.
-  versions->update("id='1'", Dictionary{{"version", current}});
+  (void)versions->update("id='1'", Dictionary{{"version", current}});
   if (!hasRow) return;
   const OxDbRows tables = db->collection("sqlite_master")->find("type = 'table' and name like 'kiv%'", {"name"});
   for (const Ref<OxDbRow>& found : tables) {
     const Value name = found->dataDict()["name"];
-    if (name.isNotEmpty()) db->drop(name.stringView());
+    if (name.isNotEmpty()) (void)db->drop(name.stringView());
   }
   if (!tables.empty()) noteUnnamedChange(nullptr);
 }
@@ -131,7 +131,7 @@ void KivStorage::createTable(OxDbCollection& table, const ModelClass& cls) {
   }
   // Without a key the index has no column: the statement is malformed and fails, and the table
   // has no index.
-  db->executeUpdate(createIndexSql(design.table, design.key));
+  (void)db->executeUpdate(createIndexSql(design.table, design.key));
 }
 
 std::string KivStorage::createSql(const PropertyDict& valueTypes, std::string_view primaeyKey) {
@@ -191,7 +191,7 @@ void KivStorage::dropTablesWithClass(const ModelClass& cls) {
     if (!dependent) continue;
     const HeldTable table = heldTable(*dependent);
     if (!table) return;
-    table->drop(table->tableName());
+    (void)table->drop(table->tableName());
     createTable(*table.table, *dependent);
     noteUnnamedChange(dependent);
   }

@@ -79,8 +79,8 @@ TEST_F(StorageSchemaTest, NamesTablesOnceWithTheVersionOfTheirFirstUse) {
 TEST_F(StorageSchemaTest, RecreatesAStaleTableWithItsDependentsAndEmptiesTheTablesTiedToIt) {
   const auto storage = openStorage();
   storage->configDataBase({Value(&PinnedItem::kivClass())});
-  storage->database()->executeUpdate("CREATE TABLE plain (a)");
-  storage->database()->executeUpdate("INSERT INTO plain VALUES (1)");
+  EXPECT_TRUE(storage->database()->executeUpdate("CREATE TABLE plain (a)"));
+  EXPECT_TRUE(storage->database()->executeUpdate("INSERT INTO plain VALUES (1)"));
   storage->setDbModel(FeedItem::make(1, "unrelated"), FeedItem::kivClass());
   storage->setDbModel(FeedItem::make<PinnedItem>(1, "dependent"), PinnedItem::kivClass());
   storage->setDbModel(Tag::make("lost", 1), Tag::kivClass());
@@ -104,8 +104,8 @@ TEST_F(StorageSchemaTest, AVersionChangeDropsExactlyTheKivTables) {
     const auto storage = openStorage();
     KivCache cache;
     cache.switchDatabase(storage->database());
-    storage->database()->executeUpdate("CREATE TABLE KIV_upper (a)");
-    storage->database()->executeUpdate("CREATE TABLE notes (a)");
+    EXPECT_TRUE(storage->database()->executeUpdate("CREATE TABLE KIV_upper (a)"));
+    EXPECT_TRUE(storage->database()->executeUpdate("CREATE TABLE notes (a)"));
   }
   ASSERT_EQ(tablesOnDisk(), "KIV_upper\nkiv_cache_table\nkiv_feeditem_v1\nkiv_tag_v1\nkv_version\nnotes");
 
@@ -123,8 +123,8 @@ TEST_F(StorageSchemaTest, AVersionChangeDropsExactlyTheKivTables) {
 TEST_F(StorageSchemaTest, AVersionTableWithoutItsRowIsNeitherRepairedNorADropSignal) {
   {
     const Ref<OxSimpleDatabase> db = OxSimpleDatabase::databaseWithPath(path);
-    db->executeUpdate("create table kv_version (id int PRIMARY KEY,version int);");
-    db->executeUpdate("CREATE TABLE kiv_old_v1 (a)");
+    EXPECT_TRUE(db->executeUpdate("create table kv_version (id int PRIMARY KEY,version int);"));
+    EXPECT_TRUE(db->executeUpdate("CREATE TABLE kiv_old_v1 (a)"));
   }
   TestMap::version = 5;
   openStorage();

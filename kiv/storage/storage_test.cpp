@@ -182,7 +182,7 @@ TEST_F(StorageTest, TextsWithQuotesAndValuesOfEveryKindGoThroughEverySavePathUnc
     for (std::int64_t id = first; id < first + 200; ++id) made.addObject(Value(note(id)));
     return made;
   };
-  storage->database()->executeUpdate("PRAGMA synchronous=OFF");  // a file write per call is not the point
+  EXPECT_TRUE(storage->database()->executeUpdate("PRAGMA synchronous=OFF"));  // a file write per call is not the point
   for (std::int64_t id = 0; id < 200; ++id) storage->setModel(note(id));
   for (std::int64_t id = 200; id < 400; ++id) storage->setDbModel(note(id), Note::kivClass());
   storage->setModels(notes(400));
@@ -261,7 +261,7 @@ TEST_F(StorageTest, ReadOnlyAndCorruptFilesGiveEmptyResultsAndLoggedErrors) {
     log.clear();
     const auto storage = openStorage();
     if (::access(path.c_str(), W_OK) == 0) {  // a user who may write anyway: refuse writes in SQLite
-      storage->database()->executeUpdate("PRAGMA query_only=1");
+      EXPECT_TRUE(storage->database()->executeUpdate("PRAGMA query_only=1"));
     }
     EXPECT_EQ(titles(storage->allModels(kFeed)), "item1,item2");
     storage->setModels(feedItems(3, 1, "refused"));

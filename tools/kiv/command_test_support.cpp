@@ -94,7 +94,7 @@ void CommandTest::writeNotes(int count) {
   storage.setDbModels(notes, Note::kivClass());
   KivCache cache;
   cache.switchDatabase(storage.database());
-  cache.saveJsonCache(String("[{\"id\":1}]"), Note::kivClass());
+  EXPECT_TRUE(cache.saveJsonCache(String("[{\"id\":1}]"), Note::kivClass()));
 }
 
 void CommandTest::runSql(std::string_view sql) {

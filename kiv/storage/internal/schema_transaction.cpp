@@ -17,10 +17,10 @@ SchemaTransaction::SchemaTransaction(SqDatabase& db)
 SchemaTransaction::~SchemaTransaction() {
   if (!began_ || committed_) return;
   if (nested_) {
-    db_.rollbackToSavePointWithName(kSavePoint);
-    db_.releaseSavePointWithName(kSavePoint);
+    (void)db_.rollbackToSavePointWithName(kSavePoint);
+    (void)db_.releaseSavePointWithName(kSavePoint);
   } else if (db_.inTransaction()) {  // SQLite may have rolled back by itself (a full disk, an I/O error)
-    db_.rollback();
+    (void)db_.rollback();
   }
 }
 

@@ -43,8 +43,8 @@ std::size_t nameLength(std::string_view text) {
 // cannot stop the rename, and those that name the table go on naming it after its rebuild.
 class LegacyAlterTable {
  public:
-  explicit LegacyAlterTable(SqDatabase& db) : db_(db) { db_.executeUpdate("PRAGMA legacy_alter_table=ON"); }
-  ~LegacyAlterTable() { db_.executeUpdate("PRAGMA legacy_alter_table=OFF"); }
+  explicit LegacyAlterTable(SqDatabase& db) : db_(db) { (void)db_.executeUpdate("PRAGMA legacy_alter_table=ON"); }
+  ~LegacyAlterTable() { (void)db_.executeUpdate("PRAGMA legacy_alter_table=OFF"); }
   LegacyAlterTable(const LegacyAlterTable&) = delete;
   LegacyAlterTable& operator=(const LegacyAlterTable&) = delete;
 
