@@ -1,7 +1,8 @@
 // OxDbCollection: construction and reads.
 #include "kiv/collection/db_collection.hpp"
 
-#include "kiv/collection/sql_text.hpp"
+#include "kiv/collection/internal/database_link.hpp"
+#include "kiv/collection/internal/sql_text.hpp"
 
 namespace kiv {
 namespace {
@@ -31,6 +32,11 @@ OxDbCollection::OxDbCollection(std::shared_ptr<DatabaseLink> link, std::string_v
     : link_(std::move(link)), tableName_(tableName) {}
 
 OxSimpleDatabase* OxDbCollection::database() const { return link_->database(); }
+
+bool OxDbCollection::inDatabase(const std::function<bool(SqDatabase&)>& block) const {
+  const DatabaseLink::Pin db(*link_);
+  return db && db->inDatabase(block);
+}
 
 OxDbRows OxDbCollection::query(const std::string& sql) const {
   const DatabaseLink::Pin db(*link_);

@@ -17,6 +17,7 @@
 #define KIV_COLLECTION_DB_COLLECTION_HPP_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -26,7 +27,6 @@
 #include <vector>
 
 #include "kiv/collection/db_row.hpp"
-#include "kiv/collection/internal/database_link.hpp"
 #include "kiv/collection/simple_database.hpp"
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
@@ -35,6 +35,7 @@
 
 namespace kiv {
 
+class DatabaseLink;
 // Column names or SQL expressions of a SELECT; none means "*".
 using OxDbFields = std::vector<std::string>;
 // Rows by the text of their key column.
@@ -130,12 +131,9 @@ class OxDbCollection : public Object {
 
   // The rows of the query; none once the database is going.
   OxDbRows query(const std::string& sql) const;
-  // Runs block(SqDatabase&) on the database's queue; false once the database is going.
-  template <class Block>
-  bool inDatabase(Block&& block) const {
-    const DatabaseLink::Pin db(*link_);
-    return db && db->inDatabase(block);
-  }
+  // Runs block(SqDatabase&) on the database's queue and returns its result; false once the
+  // database is going.
+  bool inDatabase(const std::function<bool(SqDatabase&)>& block) const;
   bool execute(const std::string& sql) const;
   bool execute(const std::string& sql, const Dictionary& parameters) const;
 

@@ -2,7 +2,8 @@
 #include "kiv/collection/db_collection.hpp"
 
 #include "kiv/collection/ox_db.hpp"
-#include "kiv/collection/sql_text.hpp"
+#include "kiv/collection/internal/database_link.hpp"
+#include "kiv/collection/internal/sql_text.hpp"
 
 namespace kiv {
 namespace {

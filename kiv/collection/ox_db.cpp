@@ -1,6 +1,6 @@
 #include "kiv/collection/ox_db.hpp"
 
-#include "kiv/collection/sql_text.hpp"
+#include "kiv/collection/internal/sql_text.hpp"
 
 namespace kiv {
 namespace {

@@ -1,6 +1,7 @@
 #include "kiv/collection/simple_database.hpp"
 
 #include "kiv/collection/db_collection.hpp"
+#include "kiv/collection/internal/database_link.hpp"
 
 #include <utility>
 

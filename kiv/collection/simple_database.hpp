@@ -32,7 +32,6 @@
 #include <vector>
 
 #include "kiv/collection/db_row.hpp"
-#include "kiv/collection/internal/database_link.hpp"
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/error.hpp"
@@ -43,6 +42,7 @@
 
 namespace kiv {
 
+class DatabaseLink;
 class OxDbCollection;
 
 // The flags a database opens its file with, 0x400006: SQLite's read-write and create, and the

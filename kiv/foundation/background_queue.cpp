@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kiv/foundation/log.hpp"
-#include "kiv/foundation/platform.hpp"
+#include "kiv/foundation/internal/platform.hpp"
 
 namespace kiv {
 namespace {

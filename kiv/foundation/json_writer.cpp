@@ -11,7 +11,7 @@
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/json.hpp"
-#include "kiv/foundation/number_text.hpp"
+#include "kiv/foundation/internal/number_text.hpp"
 #include "kiv/foundation/value_heap.hpp"
 
 namespace kiv {

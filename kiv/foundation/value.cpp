@@ -10,7 +10,7 @@
 #include "kiv/foundation/data.hpp"
 #include "kiv/foundation/date.hpp"
 #include "kiv/foundation/dictionary.hpp"
-#include "kiv/foundation/lenient_number.hpp"
+#include "kiv/foundation/internal/lenient_number.hpp"
 #include "kiv/foundation/number.hpp"
 #include "kiv/foundation/string.hpp"
 #include "kiv/foundation/value_heap.hpp"

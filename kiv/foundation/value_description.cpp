@@ -7,8 +7,8 @@
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/data.hpp"
 #include "kiv/foundation/dictionary.hpp"
-#include "kiv/foundation/number_text.hpp"
-#include "kiv/foundation/platform.hpp"
+#include "kiv/foundation/internal/number_text.hpp"
+#include "kiv/foundation/internal/platform.hpp"
 #include "kiv/foundation/value.hpp"
 
 namespace kiv {

@@ -1,5 +1,7 @@
 // The heap payloads behind Value: strings longer than the inline capacity, data, arrays and
-// dictionaries. Internal to the foundation layer; applications use the typed views instead.
+// dictionaries. Internal to the foundation layer (namespace detail); applications use the typed
+// views instead. It is installed with the public headers only because the views' inline
+// operations (iteration, subscripts) read these layouts directly.
 #ifndef KIV_FOUNDATION_VALUE_HEAP_HPP_
 #define KIV_FOUNDATION_VALUE_HEAP_HPP_
 

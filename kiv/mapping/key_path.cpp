@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "kiv/foundation/value_heap.hpp"
-#include "kiv/mapping/nesting_guard.hpp"
+#include "kiv/mapping/internal/nesting_guard.hpp"
 
 namespace kiv {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "examples/timeline_models.hpp"
 #include "kiv/foundation/json.hpp"
-#include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/internal/class_cache.hpp"
 #include "kiv/mapping/model_adapter.hpp"
 #include "kiv/testing/test_support.hpp"
 

@@ -1,8 +1,10 @@
 // The JSON side of KivModelAdapter.
 #include "kiv/mapping/model_adapter.hpp"
 
+#include "kiv/mapping/internal/class_cache.hpp"
+#include "kiv/mapping/internal/json_read_plan.hpp"
+#include "kiv/mapping/internal/nesting_guard.hpp"
 #include "kiv/mapping/key_path.hpp"
-#include "kiv/mapping/nesting_guard.hpp"
 
 namespace kiv {
 

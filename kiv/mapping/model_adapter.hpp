@@ -31,12 +31,14 @@
 #include "kiv/foundation/array.hpp"
 #include "kiv/foundation/dictionary.hpp"
 #include "kiv/foundation/json_document.hpp"
-#include "kiv/mapping/class_cache.hpp"
-#include "kiv/mapping/json_read_plan.hpp"
 #include "kiv/mapping/property_mapping.hpp"
 #include "kiv/model/model.hpp"
 
 namespace kiv {
+
+template <class T>
+class ClassCache;
+class JSONReadPlan;
 
 class KivModelAdapter {
  public:

@@ -7,7 +7,7 @@
 
 #include "kiv/foundation/log.hpp"
 #include "kiv/foundation/value_heap.hpp"
-#include "kiv/sqlite/describe.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
 
 namespace kiv {
 namespace {

@@ -5,8 +5,8 @@
 #include <mutex>
 
 #include "kiv/foundation/log.hpp"
-#include "kiv/sqlite/describe.hpp"
-#include "kiv/sqlite/transaction_brackets.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
+#include "kiv/sqlite/internal/transaction_brackets.hpp"
 
 namespace kiv {
 namespace {

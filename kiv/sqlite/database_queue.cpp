@@ -3,8 +3,8 @@
 #include <atomic>
 
 #include "kiv/foundation/log.hpp"
-#include "kiv/sqlite/describe.hpp"
-#include "kiv/sqlite/transaction_brackets.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
+#include "kiv/sqlite/internal/transaction_brackets.hpp"
 
 namespace kiv {
 namespace {

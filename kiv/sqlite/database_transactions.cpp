@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "kiv/sqlite/database.hpp"
-#include "kiv/sqlite/transaction_brackets.hpp"
+#include "kiv/sqlite/internal/transaction_brackets.hpp"
 
 namespace kiv {
 namespace {

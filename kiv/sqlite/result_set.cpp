@@ -4,7 +4,7 @@
 
 #include "kiv/foundation/log.hpp"
 #include "kiv/sqlite/database.hpp"
-#include "kiv/sqlite/describe.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
 
 namespace kiv {
 

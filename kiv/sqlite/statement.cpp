@@ -6,7 +6,7 @@
 #include "kiv/foundation/date.hpp"
 #include "kiv/foundation/date_formatter.hpp"
 #include "kiv/foundation/string.hpp"
-#include "kiv/sqlite/describe.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
 
 namespace kiv {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "kiv/foundation/dictionary.hpp"
-#include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/internal/class_cache.hpp"
 #include "kiv/mapping/internal/stored_properties.hpp"
 #include "kiv/mapping/model_adapter.hpp"
-#include "kiv/mapping/nesting_guard.hpp"
+#include "kiv/mapping/internal/nesting_guard.hpp"
 
 namespace kiv {
 namespace {

@@ -1,7 +1,7 @@
 #include "kiv/mapping/internal/stored_properties.hpp"
 
 #include "kiv/foundation/json.hpp"
-#include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/internal/class_cache.hpp"
 #include "kiv/mapping/model_adapter.hpp"
 
 namespace kiv {

@@ -1,4 +1,4 @@
-#include "kiv/mapping/class_cache.hpp"
+#include "kiv/mapping/internal/class_cache.hpp"
 
 #include <cstdint>
 

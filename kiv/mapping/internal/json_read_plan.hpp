@@ -12,8 +12,8 @@
 // the key's hash computed once for the class.
 //
 // Immutable once built; the records it points to live in the process-wide property cache.
-#ifndef KIV_MAPPING_JSON_READ_PLAN_HPP_
-#define KIV_MAPPING_JSON_READ_PLAN_HPP_
+#ifndef KIV_MAPPING_INTERNAL_JSON_READ_PLAN_HPP_
+#define KIV_MAPPING_INTERNAL_JSON_READ_PLAN_HPP_
 
 #include <cstddef>
 #include <atomic>
@@ -84,4 +84,4 @@ class JSONReadPlan : public Object {
 
 }  // namespace kiv
 
-#endif  // KIV_MAPPING_JSON_READ_PLAN_HPP_
+#endif  // KIV_MAPPING_INTERNAL_JSON_READ_PLAN_HPP_

@@ -1,6 +1,6 @@
 // Pieces of SQL text shared by the collection's statements and the OxDb builders.
-#ifndef KIV_COLLECTION_SQL_TEXT_HPP_
-#define KIV_COLLECTION_SQL_TEXT_HPP_
+#ifndef KIV_COLLECTION_INTERNAL_SQL_TEXT_HPP_
+#define KIV_COLLECTION_INTERNAL_SQL_TEXT_HPP_
 
 #include <string>
 #include <string_view>
@@ -17,4 +17,4 @@ void appendCondition(std::string& sql, std::string_view condition);
 
 }  // namespace kiv
 
-#endif  // KIV_COLLECTION_SQL_TEXT_HPP_
+#endif  // KIV_COLLECTION_INTERNAL_SQL_TEXT_HPP_

@@ -3,8 +3,8 @@
 //
 // Parsed JSON nests at most kMaxJSONDepth deep, so only hand-built, cyclic data ever reaches the
 // limit.
-#ifndef KIV_MAPPING_NESTING_GUARD_HPP_
-#define KIV_MAPPING_NESTING_GUARD_HPP_
+#ifndef KIV_MAPPING_INTERNAL_NESTING_GUARD_HPP_
+#define KIV_MAPPING_INTERNAL_NESTING_GUARD_HPP_
 
 #include "kiv/foundation/json.hpp"
 
@@ -26,4 +26,4 @@ class NestingGuard {
 
 }  // namespace kiv
 
-#endif  // KIV_MAPPING_NESTING_GUARD_HPP_
+#endif  // KIV_MAPPING_INTERNAL_NESTING_GUARD_HPP_

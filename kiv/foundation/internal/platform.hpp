@@ -1,8 +1,8 @@
 // The few operating-system and standard-library services that Kiv needs beyond portable C++20,
 // each behind one function. Everything platform-specific lives in platform.cpp; the rest of the
 // library calls only these.
-#ifndef KIV_FOUNDATION_PLATFORM_HPP_
-#define KIV_FOUNDATION_PLATFORM_HPP_
+#ifndef KIV_FOUNDATION_INTERNAL_PLATFORM_HPP_
+#define KIV_FOUNDATION_INTERNAL_PLATFORM_HPP_
 
 #include <charconv>
 #include <ctime>
@@ -27,4 +27,4 @@ std::from_chars_result fromChars(const char* first, const char* last, float& val
 
 }  // namespace kiv::platform
 
-#endif  // KIV_FOUNDATION_PLATFORM_HPP_
+#endif  // KIV_FOUNDATION_INTERNAL_PLATFORM_HPP_

@@ -1,4 +1,4 @@
-#include "kiv/mapping/json_read_plan.hpp"
+#include "kiv/mapping/internal/json_read_plan.hpp"
 
 #include <array>
 #include <bit>

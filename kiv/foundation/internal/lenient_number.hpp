@@ -4,8 +4,8 @@
 // platform's strings do for their own intValue, longLongValue, floatValue, doubleValue and
 // boolValue. The whole-string parser accepts a string only when all of it is a number, as the
 // platform's number formatter does; "." is always the decimal separator, whatever the locale.
-#ifndef KIV_FOUNDATION_LENIENT_NUMBER_HPP_
-#define KIV_FOUNDATION_LENIENT_NUMBER_HPP_
+#ifndef KIV_FOUNDATION_INTERNAL_LENIENT_NUMBER_HPP_
+#define KIV_FOUNDATION_INTERNAL_LENIENT_NUMBER_HPP_
 
 #include <cstdint>
 #include <string_view>
@@ -37,4 +37,4 @@ std::uint64_t doubleToUInt64(double v) noexcept;
 
 }  // namespace kiv::lenient
 
-#endif  // KIV_FOUNDATION_LENIENT_NUMBER_HPP_
+#endif  // KIV_FOUNDATION_INTERNAL_LENIENT_NUMBER_HPP_

@@ -1,4 +1,4 @@
-#include "kiv/collection/sql_text.hpp"
+#include "kiv/collection/internal/sql_text.hpp"
 
 namespace kiv {
 

@@ -5,8 +5,8 @@
 // cache's life. Look-ups take no lock and touch no reference count: they are on the path of every
 // mapped model. Adding takes a mutex; when the table grows, the old table is kept, so that readers
 // still probing it are never left with freed memory.
-#ifndef KIV_MAPPING_CLASS_CACHE_HPP_
-#define KIV_MAPPING_CLASS_CACHE_HPP_
+#ifndef KIV_MAPPING_INTERNAL_CLASS_CACHE_HPP_
+#define KIV_MAPPING_INTERNAL_CLASS_CACHE_HPP_
 
 #include <atomic>
 #include <cstddef>
@@ -75,4 +75,4 @@ class ClassCache {
 
 }  // namespace kiv
 
-#endif  // KIV_MAPPING_CLASS_CACHE_HPP_
+#endif  // KIV_MAPPING_INTERNAL_CLASS_CACHE_HPP_

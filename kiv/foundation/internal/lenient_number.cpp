@@ -1,10 +1,10 @@
-#include "kiv/foundation/lenient_number.hpp"
+#include "kiv/foundation/internal/lenient_number.hpp"
 
 #include <charconv>
 #include <cmath>
 #include <limits>
 
-#include "kiv/foundation/platform.hpp"
+#include "kiv/foundation/internal/platform.hpp"
 
 namespace kiv::lenient {
 namespace {

@@ -1,4 +1,4 @@
-#include "kiv/sqlite/describe.hpp"
+#include "kiv/sqlite/internal/describe.hpp"
 
 #include <cstdio>
 

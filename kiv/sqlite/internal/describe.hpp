@@ -1,6 +1,6 @@
 // The "%@" text of the SQLite layer's objects: "<ClassName: 0x...>".
-#ifndef KIV_SQLITE_DESCRIBE_HPP_
-#define KIV_SQLITE_DESCRIBE_HPP_
+#ifndef KIV_SQLITE_INTERNAL_DESCRIBE_HPP_
+#define KIV_SQLITE_INTERNAL_DESCRIBE_HPP_
 
 #include <string>
 
@@ -10,4 +10,4 @@ std::string describeObject(const char* className, const void* object);
 
 }  // namespace kiv
 
-#endif  // KIV_SQLITE_DESCRIBE_HPP_
+#endif  // KIV_SQLITE_INTERNAL_DESCRIBE_HPP_

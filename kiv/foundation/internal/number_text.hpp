@@ -1,6 +1,6 @@
 // The plain text of a number, shared by its "%@" text, JSON text and SQL literals.
-#ifndef KIV_FOUNDATION_NUMBER_TEXT_HPP_
-#define KIV_FOUNDATION_NUMBER_TEXT_HPP_
+#ifndef KIV_FOUNDATION_INTERNAL_NUMBER_TEXT_HPP_
+#define KIV_FOUNDATION_INTERNAL_NUMBER_TEXT_HPP_
 
 #include <string>
 
@@ -15,4 +15,4 @@ void appendNumberText(const Value& number, std::string& out);
 
 }  // namespace kiv
 
-#endif  // KIV_FOUNDATION_NUMBER_TEXT_HPP_
+#endif  // KIV_FOUNDATION_INTERNAL_NUMBER_TEXT_HPP_

@@ -1,4 +1,4 @@
-#include "kiv/foundation/number_text.hpp"
+#include "kiv/foundation/internal/number_text.hpp"
 
 #include <charconv>
 

@@ -1,4 +1,4 @@
-#include "kiv/foundation/platform.hpp"
+#include "kiv/foundation/internal/platform.hpp"
 
 #include <version>
 

@@ -1,6 +1,6 @@
 // The transaction and savepoint brackets shared by the connection, the queue and the pool.
-#ifndef KIV_SQLITE_TRANSACTION_BRACKETS_HPP_
-#define KIV_SQLITE_TRANSACTION_BRACKETS_HPP_
+#ifndef KIV_SQLITE_INTERNAL_TRANSACTION_BRACKETS_HPP_
+#define KIV_SQLITE_INTERNAL_TRANSACTION_BRACKETS_HPP_
 
 #include <functional>
 #include <optional>
@@ -27,4 +27,4 @@ std::optional<Error> runInSavePoint(SqDatabase& db, const std::string& name,
 
 }  // namespace kiv
 
-#endif  // KIV_SQLITE_TRANSACTION_BRACKETS_HPP_
+#endif  // KIV_SQLITE_INTERNAL_TRANSACTION_BRACKETS_HPP_
