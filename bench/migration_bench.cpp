@@ -23,31 +23,15 @@
 #include <functional>
 #include <string>
 
+#include "bench_item.hpp"
 #include "bench_support.hpp"
 #include "kiv/storage/storage.hpp"
 
 namespace {
 
 using kiv::bench::BenchFile;
+using kiv::bench::BenchItem;
 using kiv::bench::exec;
-
-class BenchRow : public kiv::KivModel {
-  KIV_MODEL(BenchRow, kiv::KivModel)
-  KIV_PROPERTY(std::int64_t, itemId, setItemId)
-  KIV_PROPERTY(kiv::String, name, setName)
-  KIV_PROPERTY(kiv::String, email, setEmail)
-  KIV_PROPERTY(double, score, setScore)
-  KIV_PROPERTY(std::int32_t, age, setAge)
-  KIV_PROPERTY(kiv::String, note, setNote)
-
- public:
-  static kiv::Dictionary kiv_jsonKeyPathsByProperty() {
-    return {{"itemId", "id"}, {"name", "name"}, {"email", "email"},
-            {"score", "score"}, {"age", "age"},  {"note", "note"}};
-  }
-  static kiv::Value kiv_key() { return "itemId"; }
-  static kiv::Array kiv_dbStoreProperty() { return {"itemId", "name", "email", "score", "age", "note"}; }
-};
 
 class KeepingMap : public kiv::KivClassMap {
   KIV_CLASS_MAP(KeepingMap, kiv::KivClassMap)
@@ -57,7 +41,7 @@ class KeepingMap : public kiv::KivClassMap {
   static std::int64_t kiv_Version() { return version; }
   static bool kiv_keepsDataOnSchemaChange(const kiv::ModelClass& /*cls*/) { return true; }
   static bool kiv_keepsDataOnVersionChange() { return true; }
-  static const kiv::ModelClass* classMap(std::int64_t /*type*/) { return &BenchRow::kivClass(); }
+  static const kiv::ModelClass* classMap(std::int64_t /*type*/) { return &BenchItem::kivClass(); }
 };
 
 // The table of the current release, as the storage makes it.
@@ -72,10 +56,10 @@ struct EarlierRelease {
   const char* after;
 };
 
-constexpr EarlierRelease kWithoutNote{"without-note", kCurrentColumns, "ALTER TABLE kiv_benchrow_v1 DROP COLUMN note"};
+constexpr EarlierRelease kWithoutNote{"without-note", kCurrentColumns, "ALTER TABLE kiv_benchitem_v1 DROP COLUMN note"};
 constexpr EarlierRelease kWithOldColumn{
     "with-old", kCurrentColumns,
-    "ALTER TABLE kiv_benchrow_v1 ADD COLUMN old VARCHAR(50); UPDATE kiv_benchrow_v1 SET old = note"};
+    "ALTER TABLE kiv_benchitem_v1 ADD COLUMN old VARCHAR(50); UPDATE kiv_benchitem_v1 SET old = note"};
 constexpr EarlierRelease kWithTextAge{
     "text-age",
     "itemid  INTEGER  PRIMARY KEY,name  VARCHAR(50) ,email  VARCHAR(50) ,score  DOUBLE ,age  VARCHAR(50) ,"
@@ -83,7 +67,7 @@ constexpr EarlierRelease kWithTextAge{
     ""};
 constexpr EarlierRelease kSameColumns{"same", kCurrentColumns, ""};
 
-// A file with the earlier release's table kiv_benchrow_v1 of kPersonRows rows, at version 1.
+// A file with the earlier release's table kiv_benchitem_v1 of kPersonRows rows, at version 1.
 class EarlierFile : public BenchFile {
  public:
   explicit EarlierFile(const EarlierRelease& release)
@@ -93,10 +77,10 @@ class EarlierFile : public BenchFile {
     exec(db, "BEGIN");
     exec(db, "create table kv_version (id int PRIMARY KEY,version int); "
              "insert into kv_version (id,version) values ('1','1');");
-    exec(db, ("CREATE TABLE kiv_benchrow_v1 (" + std::string(release.columns) + ")").c_str());
-    exec(db, "CREATE UNIQUE INDEX idx_kiv_benchrow_v1 ON kiv_benchrow_v1(itemid)");
+    exec(db, ("CREATE TABLE kiv_benchitem_v1 (" + std::string(release.columns) + ")").c_str());
+    exec(db, "CREATE UNIQUE INDEX idx_kiv_benchitem_v1 ON kiv_benchitem_v1(itemid)");
     kiv::bench::writePersonRows(db,
-                                "INSERT INTO kiv_benchrow_v1 (itemid,name,email,score,age,note,kiv_update_time) "
+                                "INSERT INTO kiv_benchitem_v1 (itemid,name,email,score,age,note,kiv_update_time) "
                                 "VALUES (?,?,?,?,?,?,1700000000.25)",
                                 kiv::bench::kPersonCoreColumns);
     exec(db, release.after);
@@ -137,7 +121,7 @@ void openKeeping(const std::string& path) {
   kiv::KivStorage storage;
   storage.registerMapper(&KeepingMap::kivClass());
   storage.registerDbPath(kiv::String(path));
-  storage.configDataBase({kiv::Value(&BenchRow::kivClass())});
+  storage.configDataBase({kiv::Value(&BenchItem::kivClass())});
 }
 
 // The statements on a raw connection, in one transaction.
@@ -150,56 +134,56 @@ std::function<void(const std::string&)> rawChange(std::string statements) {
   };
 }
 
-void BM_KivAddColumn(benchmark::State& state) { timeMigration(state, kWithoutNote, "kiv_benchrow_v1", openKeeping); }
+void BM_KivAddColumn(benchmark::State& state) { timeMigration(state, kWithoutNote, "kiv_benchitem_v1", openKeeping); }
 BENCHMARK(BM_KivAddColumn)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_RawAddColumn(benchmark::State& state) {
-  timeMigration(state, kWithoutNote, "kiv_benchrow_v1",
-                rawChange("ALTER TABLE kiv_benchrow_v1 ADD COLUMN note VARCHAR(50)"));
+  timeMigration(state, kWithoutNote, "kiv_benchitem_v1",
+                rawChange("ALTER TABLE kiv_benchitem_v1 ADD COLUMN note VARCHAR(50)"));
 }
 BENCHMARK(BM_RawAddColumn)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_KivDropColumn(benchmark::State& state) {
-  timeMigration(state, kWithOldColumn, "kiv_benchrow_v1", openKeeping);
+  timeMigration(state, kWithOldColumn, "kiv_benchitem_v1", openKeeping);
 }
 BENCHMARK(BM_KivDropColumn)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_RawDropColumn(benchmark::State& state) {
-  timeMigration(state, kWithOldColumn, "kiv_benchrow_v1", rawChange("ALTER TABLE kiv_benchrow_v1 DROP COLUMN old"));
+  timeMigration(state, kWithOldColumn, "kiv_benchitem_v1", rawChange("ALTER TABLE kiv_benchitem_v1 DROP COLUMN old"));
 }
 BENCHMARK(BM_RawDropColumn)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-void BM_KivChangeType(benchmark::State& state) { timeMigration(state, kWithTextAge, "kiv_benchrow_v1", openKeeping); }
+void BM_KivChangeType(benchmark::State& state) { timeMigration(state, kWithTextAge, "kiv_benchitem_v1", openKeeping); }
 BENCHMARK(BM_KivChangeType)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_RawChangeType(benchmark::State& state) {
-  timeMigration(state, kWithTextAge, "kiv_benchrow_v1",
-                rawChange("CREATE TABLE new_benchrow (" + std::string(kCurrentColumns) +
-                          "); INSERT INTO new_benchrow SELECT * FROM kiv_benchrow_v1; DROP TABLE kiv_benchrow_v1; "
-                          "ALTER TABLE new_benchrow RENAME TO kiv_benchrow_v1; "
-                          "CREATE UNIQUE INDEX idx_kiv_benchrow_v1 ON kiv_benchrow_v1(itemid)"));
+  timeMigration(state, kWithTextAge, "kiv_benchitem_v1",
+                rawChange("CREATE TABLE new_benchitem (" + std::string(kCurrentColumns) +
+                          "); INSERT INTO new_benchitem SELECT * FROM kiv_benchitem_v1; DROP TABLE kiv_benchitem_v1; "
+                          "ALTER TABLE new_benchitem RENAME TO kiv_benchitem_v1; "
+                          "CREATE UNIQUE INDEX idx_kiv_benchitem_v1 ON kiv_benchitem_v1(itemid)"));
 }
 BENCHMARK(BM_RawChangeType)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_KivVersionCopy(benchmark::State& state) {
   KeepingMap::version = 2;
-  timeMigration(state, kSameColumns, "kiv_benchrow_v2", openKeeping);
+  timeMigration(state, kSameColumns, "kiv_benchitem_v2", openKeeping);
   KeepingMap::version = 1;
 }
 BENCHMARK(BM_KivVersionCopy)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_RawVersionCopy(benchmark::State& state) {
-  timeMigration(state, kSameColumns, "kiv_benchrow_v2",
-                rawChange("CREATE TABLE kiv_benchrow_v2 (" + std::string(kCurrentColumns) +
-                          "); INSERT INTO kiv_benchrow_v2 SELECT * FROM kiv_benchrow_v1; "
-                          "CREATE UNIQUE INDEX idx_kiv_benchrow_v2 ON kiv_benchrow_v2(itemid); "
-                          "DROP TABLE kiv_benchrow_v1; UPDATE kv_version SET version = 2 WHERE id = '1'"));
+  timeMigration(state, kSameColumns, "kiv_benchitem_v2",
+                rawChange("CREATE TABLE kiv_benchitem_v2 (" + std::string(kCurrentColumns) +
+                          "); INSERT INTO kiv_benchitem_v2 SELECT * FROM kiv_benchitem_v1; "
+                          "CREATE UNIQUE INDEX idx_kiv_benchitem_v2 ON kiv_benchitem_v2(itemid); "
+                          "DROP TABLE kiv_benchitem_v1; UPDATE kv_version SET version = 2 WHERE id = '1'"));
 }
 BENCHMARK(BM_RawVersionCopy)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_RawVersionRename(benchmark::State& state) {
-  timeMigration(state, kSameColumns, "kiv_benchrow_v2",
-                rawChange("ALTER TABLE kiv_benchrow_v1 RENAME TO kiv_benchrow_v2; "
+  timeMigration(state, kSameColumns, "kiv_benchitem_v2",
+                rawChange("ALTER TABLE kiv_benchitem_v1 RENAME TO kiv_benchitem_v2; "
                           "UPDATE kv_version SET version = 2 WHERE id = '1'"));
 }
 BENCHMARK(BM_RawVersionRename)->Unit(benchmark::kMillisecond)->UseRealTime();

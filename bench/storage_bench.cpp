@@ -50,6 +50,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "bench_item.hpp"
 #include "bench_support.hpp"
 #include "kiv/foundation/date.hpp"
 #include "kiv/foundation/json.hpp"
@@ -59,6 +60,7 @@
 namespace {
 
 using kiv::bench::BenchFile;
+using kiv::bench::BenchItem;
 using kiv::bench::exec;
 using kiv::bench::kPersonCoreColumns;
 using kiv::bench::PersonRow;
@@ -66,24 +68,6 @@ using kiv::bench::ResidentPeak;
 
 constexpr std::int64_t kType = 1;
 constexpr int kReadRows = 10000;
-
-class BenchItem : public kiv::KivModel {
-  KIV_MODEL(BenchItem, kiv::KivModel)
-  KIV_PROPERTY(std::int64_t, itemId, setItemId)
-  KIV_PROPERTY(kiv::String, name, setName)
-  KIV_PROPERTY(kiv::String, email, setEmail)
-  KIV_PROPERTY(double, score, setScore)
-  KIV_PROPERTY(std::int32_t, age, setAge)
-  KIV_PROPERTY(kiv::String, note, setNote)
-
- public:
-  static kiv::Dictionary kiv_jsonKeyPathsByProperty() {
-    return {{"itemId", "id"}, {"name", "name"}, {"email", "email"},
-            {"score", "score"}, {"age", "age"},  {"note", "note"}};
-  }
-  static kiv::Value kiv_key() { return "itemId"; }
-  static kiv::Array kiv_dbStoreProperty() { return {"itemId", "name", "email", "score", "age", "note"}; }
-};
 
 class BenchMap : public kiv::KivClassMap {
   KIV_CLASS_MAP(BenchMap, kiv::KivClassMap)
@@ -114,20 +98,9 @@ std::vector<PersonRow> items(std::int64_t count) {
   return out;
 }
 
-kiv::Ref<BenchItem> model(const PersonRow& item) {
-  const kiv::Ref<BenchItem> made = kiv::makeRef<BenchItem>();
-  made->setItemId(item.id);
-  made->setName(kiv::String(item.name));
-  made->setEmail(kiv::String(item.email));
-  made->setScore(item.score);
-  made->setAge(item.age);
-  made->setNote(kiv::String(item.note));
-  return made;
-}
-
 kiv::Array models(std::int64_t count) {
   const kiv::MutableArray out = kiv::MutableArray::array(static_cast<std::size_t>(count));
-  for (const PersonRow& item : items(count)) out.addObject(kiv::Value(model(item)));
+  for (const PersonRow& item : items(count)) out.addObject(kiv::Value(BenchItem::of(item)));
   return out;
 }
 
@@ -469,7 +442,7 @@ void BM_BoundedMemory(benchmark::State& state) {
   for (auto _ : state) {
     double afterFirst = 0;
     for (int i = 0; i < 1000000; ++i) {
-      const kiv::Ref<BenchItem> item = model(kiv::bench::personRow(i % 1000));
+      const kiv::Ref<BenchItem> item = BenchItem::of(kiv::bench::personRow(i % 1000));
       context->saveModel(item);
       if (i + 1 == 10000) {
         context->waitUntilBackgroundWritesFinish();

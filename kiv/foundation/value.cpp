@@ -387,6 +387,28 @@ bool Value::isIdenticalTo(const Value& other) const noexcept {
   return std::memcmp(raw_, other.raw_, sizeof raw_) == 0;
 }
 
+namespace {
+
+// Whether the arrays hold pairwise equal elements, by `equal`.
+bool sameElements(const Array& a, const Array& b, bool (Value::*equal)(const Value&) const) {
+  if (a.count() != b.count()) return false;
+  for (std::size_t i = 0; i < a.count(); ++i) {
+    if (!(a[i].*equal)(b[i])) return false;
+  }
+  return true;
+}
+
+// Whether the dictionaries hold the same keys with equal values, by `equal` (order is ignored).
+bool sameEntries(const Dictionary& a, const Dictionary& b, bool (Value::*equal)(const Value&) const) {
+  if (a.count() != b.count()) return false;
+  for (const DictionaryEntry& e : a) {
+    if (!(e.value.*equal)(b.objectForKey(e.key.view()))) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 bool Value::isEqual(const Value& other) const {
   if (isIdenticalTo(other)) return true;
   const Kind k = kind();
@@ -398,22 +420,8 @@ bool Value::isEqual(const Value& other) const {
     case Kind::kString: return stringView() == other.stringView();
     case Kind::kDate: return rawDouble() == other.rawDouble();
     case Kind::kData: return asData().view() == other.asData().view();
-    case Kind::kArray: {
-      const Array a = asArray(), b = other.asArray();
-      if (a.count() != b.count()) return false;
-      for (std::size_t i = 0; i < a.count(); ++i) {
-        if (!a[i].isEqual(b[i])) return false;
-      }
-      return true;
-    }
-    case Kind::kDictionary: {
-      const Dictionary a = asDictionary(), b = other.asDictionary();
-      if (a.count() != b.count()) return false;
-      for (const DictionaryEntry& e : a) {
-        if (!e.value.isEqual(b.objectForKey(e.key.view()))) return false;
-      }
-      return true;
-    }
+    case Kind::kArray: return sameElements(asArray(), other.asArray(), &Value::isEqual);
+    case Kind::kDictionary: return sameEntries(asDictionary(), other.asDictionary(), &Value::isEqual);
     case Kind::kModel: return object()->isEqual(*other.object());
   }
   return false;
@@ -486,23 +494,8 @@ bool Value::strictEquals(const Value& other) const {
       const auto group = [](char c) { return c == 'B' ? 0 : (c == 'f' || c == 'd') ? 1 : 2; };
       return group(numberKind()) == group(other.numberKind()) && isEqual(other);
     }
-    case Kind::kArray: {
-      const Array a = asArray(), b = other.asArray();
-      if (a.count() != b.count()) return false;
-      for (std::size_t i = 0; i < a.count(); ++i) {
-        if (!a[i].strictEquals(b[i])) return false;
-      }
-      return true;
-    }
-    case Kind::kDictionary: {
-      const Dictionary a = asDictionary(), b = other.asDictionary();
-      if (a.count() != b.count()) return false;
-      for (const DictionaryEntry& e : a) {
-        const Value& mine = b.objectForKey(e.key.view());
-        if (mine.isAbsent() || !e.value.strictEquals(mine)) return false;
-      }
-      return true;
-    }
+    case Kind::kArray: return sameElements(asArray(), other.asArray(), &Value::strictEquals);
+    case Kind::kDictionary: return sameEntries(asDictionary(), other.asDictionary(), &Value::strictEquals);
     default:
       return isEqual(other);
   }
