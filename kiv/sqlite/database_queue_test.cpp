@@ -89,10 +89,10 @@ TEST_F(SqDatabaseQueueTest, ABlockThatThrowsIsRolledBack) {
     throw std::runtime_error("failed midway");
   }),
                std::runtime_error);
-  EXPECT_THROW(queue->inSavePoint([](SqDatabase* db, bool*) {
-    EXPECT_TRUE(db->executeUpdate("insert into t values (16)"));
-    throw std::runtime_error("failed midway");
-  }),
+  EXPECT_THROW(static_cast<void>(queue->inSavePoint([](SqDatabase* db, bool*) {
+                 EXPECT_TRUE(db->executeUpdate("insert into t values (16)"));
+                 throw std::runtime_error("failed midway");
+               })),
                std::runtime_error);
   EXPECT_FALSE(queue->inDatabase([](SqDatabase& db) { return db.inTransaction(); }));
   EXPECT_EQ(sum(), 0);
