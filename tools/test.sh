@@ -3,7 +3,8 @@
 # runs its tests, warnings being errors in every build:
 #   1. GCC, libstdc++, AddressSanitizer and UndefinedBehaviorSanitizer: the library, the demo and
 #      the benchmarks; every test runs (unit, concurrency, demo, installed package).
-#   2. clang, libstdc++, the same sanitizers, the same targets and tests.
+#   2. clang, libstdc++, the same sanitizers, the same targets and tests, and the fuzz targets
+#      (fuzz/): each replays its checked-in corpus and fuzzes for a few seconds, as a test.
 #   3. GCC, ThreadSanitizer: the concurrency tests.
 #   4. clang, libc++, Release: the library, the demo and every test, with GoogleTest built from its
 #      sources. Not the benchmarks: Debian's Google Benchmark is built against libstdc++.
@@ -36,8 +37,10 @@ kiv_build "GCC: every test (AddressSanitizer, UndefinedBehaviorSanitizer)" asan 
   -DCMAKE_BUILD_TYPE=Debug -DKIV_SANITIZE=address,undefined -DKIV_BUILD_BENCHMARKS=ON
 kiv_run asan
 
-kiv_build "clang: every test (AddressSanitizer, UndefinedBehaviorSanitizer)" clang-asan "${clang[@]}" \
-  -DCMAKE_BUILD_TYPE=Debug -DKIV_SANITIZE=address,undefined -DKIV_BUILD_BENCHMARKS=ON
+# The fuzz targets share this build: its library is also compiled for the fuzzer's coverage.
+kiv_build "clang: every test and the fuzz targets (AddressSanitizer, UndefinedBehaviorSanitizer)" clang-asan \
+  "${clang[@]}" -DCMAKE_BUILD_TYPE=Debug -DKIV_SANITIZE=address,undefined -DKIV_BUILD_BENCHMARKS=ON \
+  -DKIV_BUILD_FUZZERS=ON
 kiv_run clang-asan
 
 kiv_build "GCC: concurrency tests (ThreadSanitizer)" tsan \

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 namespace kiv {
@@ -20,10 +21,10 @@ struct CivilDate {
   int day;    // 1-31
 };
 
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
+constexpr std::int64_t floorDiv(std::int64_t a, std::int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
 // Days since 1970-01-01 of a date in the proleptic Gregorian calendar.
-std::int64_t daysFromCivil(CivilDate date) {
+constexpr std::int64_t daysFromCivil(CivilDate date) {
   const std::int64_t y = date.year - (date.month <= 2);
   const std::int64_t era = floorDiv(y, 400);
   const std::int64_t yearOfEra = y - era * 400;
@@ -43,6 +44,12 @@ CivilDate civilFromDays(std::int64_t days) {
   const int month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
   return {yearOfEra + era * 400 + (month <= 2), month, day};
 }
+
+// Parsing reads years up to kMaxYear. Formatting takes local times less than kLocalSecondsLimit
+// away from 1970 (the start of the year after kMaxYear), so that their microseconds fit 64 bits;
+// farther ones, and those that are not finite, format as empty text.
+constexpr std::int64_t kMaxYear = 99999;
+constexpr double kLocalSecondsLimit = static_cast<double>(daysFromCivil({kMaxYear + 1, 1, 1}) * kSecondsPerDay);
 
 // 0 for Sunday; 1970-01-01 was a Thursday.
 std::int64_t weekday(std::int64_t days) { return days + 4 - floorDiv(days + 4, 7) * 7; }
@@ -84,7 +91,7 @@ void appendPadded(std::string& out, std::int64_t value, int width) {
 // "+hh:mm" or "+hhmm" for an offset in seconds.
 void appendOffset(std::string& out, int offset, bool withColon) {
   out.push_back(offset < 0 ? '-' : '+');
-  const int minutes = std::abs(offset) / 60;
+  const std::int64_t minutes = std::abs(static_cast<std::int64_t>(offset)) / 60;
   appendPadded(out, minutes / 60, 2);
   if (withColon) out.push_back(':');
   appendPadded(out, minutes % 60, 2);
@@ -117,16 +124,26 @@ std::optional<int> readName(std::string_view& text, const char* const* names, in
   return std::nullopt;
 }
 
-// Reads `width` digits, or when width is 0 all the digits there are (at least one, at most 18).
-std::optional<std::int64_t> readDigits(std::string_view& text, int width, int* digitCount = nullptr) {
+// The next `width` digits, or when width is 0 all the digits there are (at least one, at most 18),
+// consumed.
+std::optional<std::string_view> readDigits(std::string_view& text, int width) {
   std::size_t n = 0;
   const std::size_t limit = width > 0 ? static_cast<std::size_t>(width) : 18;
   while (n < text.size() && n < limit && isDigitASCII(text[n])) ++n;
   if (n == 0 || (width > 0 && n != limit)) return std::nullopt;
-  std::int64_t value = 0;
-  for (std::size_t i = 0; i < n; ++i) value = value * 10 + (text[i] - '0');
+  const std::string_view digits = text.substr(0, n);
   text.remove_prefix(n);
-  if (digitCount) *digitCount = static_cast<int>(n);
+  return digits;
+}
+
+// The value of decimal digits; the largest int64, out of every field's range, when it is larger.
+std::int64_t valueOf(std::string_view digits) {
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+  std::int64_t value = 0;
+  for (const char digit : digits) {
+    if (value > (kMax - 9) / 10) return kMax;
+    value = value * 10 + (digit - '0');
+  }
   return value;
 }
 
@@ -143,8 +160,10 @@ std::optional<int> readOffset(std::string_view& text) {
   if (!hours) return std::nullopt;
   if (!text.empty() && text.front() == ':') text.remove_prefix(1);
   const auto minutes = readDigits(text, 2);
-  if (!minutes || *hours > 23 || *minutes > 59) return std::nullopt;
-  return sign * static_cast<int>(*hours * 3600 + *minutes * 60);
+  if (!minutes) return std::nullopt;
+  const std::int64_t h = valueOf(*hours), m = valueOf(*minutes);
+  if (h > 23 || m > 59) return std::nullopt;
+  return sign * static_cast<int>(h * 3600 + m * 60);
 }
 
 // A two-digit year, placed in the hundred years that start 80 years before now.
@@ -217,9 +236,11 @@ String DateFormatter::stringFromDate(const Date& date) const {
 }
 
 std::string DateFormatter::stringFromTimeInterval(double secondsSince1970) const {
+  const double localSeconds = secondsSince1970 + timeZoneOffset_;
+  if (!(std::abs(localSeconds) < kLocalSecondsLimit)) return {};  // NaN too
   // Whole microseconds keep the fraction digits free of floating-point noise.
-  const auto micros = static_cast<std::int64_t>(
-      std::llround((secondsSince1970 + timeZoneOffset_) * static_cast<double>(kMicrosPerSecond)));
+  const auto micros =
+      static_cast<std::int64_t>(std::llround(localSeconds * static_cast<double>(kMicrosPerSecond)));
   const std::int64_t seconds = floorDiv(micros, kMicrosPerSecond);
   const std::int64_t fraction = micros - seconds * kMicrosPerSecond;
   const std::int64_t days = floorDiv(seconds, kSecondsPerDay);
@@ -284,7 +305,7 @@ Date DateFormatter::dateFromString(std::string_view text) const {
   if (!text.empty()) return Date();
 
   const int maxHour = p.twelveHour ? 12 : 23;
-  if (p.month < 1 || p.month > 12 || p.day < 1 || p.day > daysInMonth(p.year, p.month) ||
+  if (p.year > kMaxYear || p.month < 1 || p.month > 12 || p.day < 1 || p.day > daysInMonth(p.year, p.month) ||
       p.hour > maxHour || (p.twelveHour && p.hour < 1) || p.minute > 59 || p.second > 59) {
     return Date();
   }
@@ -297,10 +318,12 @@ Date DateFormatter::dateFromString(std::string_view text) const {
 
 bool DateFormatter::parseField(const Field& f, bool fixedWidth, std::string_view& text, Parsed& p) {
   const int width = fixedWidth ? f.count : 0;
-  auto number = [&](auto& target) {
-    const auto value = readDigits(text, width);
-    if (value) target = static_cast<std::remove_reference_t<decltype(target)>>(*value);
-    return value.has_value();
+  // A value too large for the field's int is out of range as a whole, not cut to fit.
+  auto number = [&](int& target) {
+    const auto digits = readDigits(text, width);
+    if (!digits || valueOf(*digits) > std::numeric_limits<int>::max()) return false;
+    target = static_cast<int>(valueOf(*digits));
+    return true;
   };
   switch (f.letter) {
     case 0:
@@ -308,10 +331,9 @@ bool DateFormatter::parseField(const Field& f, bool fixedWidth, std::string_view
       text.remove_prefix(f.literal.size());
       return true;
     case 'y': {
-      int digits = 0;
-      const auto value = readDigits(text, width, &digits);
-      if (!value) return false;
-      p.year = f.count == 2 && digits == 2 ? expandTwoDigitYear(*value) : *value;
+      const auto digits = readDigits(text, width);
+      if (!digits) return false;
+      p.year = f.count == 2 && digits->size() == 2 ? expandTwoDigitYear(valueOf(*digits)) : valueOf(*digits);
       return true;
     }
     case 'M':
@@ -329,10 +351,12 @@ bool DateFormatter::parseField(const Field& f, bool fixedWidth, std::string_view
     case 'm': return number(p.minute);
     case 's': return number(p.second);
     case 'S': {
-      int digits = 0;
-      const auto value = readDigits(text, width, &digits);
-      if (value) p.fraction = static_cast<double>(*value) / std::pow(10.0, digits);
-      return value.has_value();
+      // Digits beyond the 18th do not change a double's fraction of a second.
+      const auto digits = readDigits(text, width);
+      if (!digits) return false;
+      const std::string_view significant = digits->substr(0, 18);
+      p.fraction = static_cast<double>(valueOf(significant)) / std::pow(10.0, static_cast<double>(significant.size()));
+      return true;
     }
     case 'a':
       if (startsWithIgnoringCase(text, "AM") || startsWithIgnoringCase(text, "PM")) {

@@ -17,7 +17,9 @@
 // 30 February), and a zone field in the text overrides the formatter's zone. Fields missing from
 // the pattern default to 1970-01-01 00:00:00. A number field that is directly followed by another
 // number field reads exactly its letter count of digits ("yyyyMMdd"); otherwise it reads all
-// digits. A formatter is immutable and may be shared between threads.
+// digits. Years run from 0 to 99999; a local time farther from 1970 than the start of the year
+// 100000, or not finite, formats as empty text. A formatter is immutable and may be shared
+// between threads.
 #ifndef KIV_FOUNDATION_DATE_FORMATTER_HPP_
 #define KIV_FOUNDATION_DATE_FORMATTER_HPP_
 

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cmath>
+#include <string>
+
 namespace kiv {
 namespace {
 
@@ -54,8 +58,31 @@ TEST(DateFormatterTest, RejectsTextThatDoesNotFit) {
                            "2001-02-03 04:60:00", "abcd-02-03 04:05:06"}) {
     EXPECT_TRUE(f.dateFromString(text).isAbsent()) << text;
   }
+  // Numbers too large for their field are out of range, not cut to fit (2^32 + 1 is no month 1).
+  for (const char* text : {"4294967297-01 00", "2001-4294967297 00", "2001-01 4294967296", "100000-01 00"}) {
+    EXPECT_TRUE(DateFormatter("yyyy-MM HH").dateFromString(text).isAbsent()) << text;
+  }
+  EXPECT_EQ(DateFormatter("yyyy").stringFromDate(DateFormatter("yyyy").dateFromString("99999")).view(), "99999");
+  // Fixed-width fields wider than 18 digits read all of theirs.
+  const std::string twenty(20, 'S'), zeros(19, '0');
+  EXPECT_EQ(DateFormatter(twenty + "HH").dateFromString("5" + zeros + "01").timeIntervalSince1970(), 3600.5);
+  EXPECT_EQ(DateFormatter(std::string(20, 'd') + "MM").dateFromString(zeros + "501").timeIntervalSince1970(), 4 * 86400);
   EXPECT_TRUE(DateFormatter("h a").dateFromString("13 PM").isAbsent());
   EXPECT_TRUE(DateFormatter("MMM").dateFromString("Foo").isAbsent());
+}
+
+// Instants too far from 1970 for the calendar arithmetic, and ones that are no number, have no
+// text; any zone offset formats.
+TEST(DateFormatterTest, FormatsInstantsBeyondItsRangeAsEmptyText) {
+  const DateFormatter f("yyyy-MM-dd HH:mm:ss.SSS");
+  for (double seconds : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e300, -4e12, 4e12}) {
+    EXPECT_EQ(f.stringFromTimeInterval(seconds), "") << seconds;
+  }
+  const double last = f.dateFromString("99999-12-31 23:59:59.000").timeIntervalSince1970();
+  EXPECT_EQ(f.stringFromTimeInterval(last), "99999-12-31 23:59:59.000");
+  EXPECT_EQ(f.stringFromTimeInterval(last + 1), "");
+  EXPECT_EQ(f.stringFromTimeInterval(-last).substr(0, 7), "-96060-");  // as far before 1970
+  EXPECT_EQ(DateFormatter("Z", INT_MIN).stringFromTimeInterval(0), "-59652314");
 }
 
 TEST(DateFormatterTest, TwoDigitYearsFallWithinACenturyAroundNow) {

@@ -219,6 +219,23 @@ TEST(JSONWriteTest, ValuesWithoutJSONFormFailTheWholeWrite) {
   EXPECT_EQ(deep.asArray().LxJSON2StringNilOptions().str(), "[]");
 }
 
+// The writer writes exactly the nesting that the reader reads: kMaxJSONDepth containers, but no
+// value inside the innermost of them.
+TEST(JSONWriterTest, WritesWhatTheReaderReadsBackAtTheNestingLimit) {
+  for (const Value& leaf : {Value(1), Value("text"), Value::null(), Value(Array::emptyArray())}) {
+    Value deep = leaf.isArray() ? leaf : Array{leaf};  // kMaxJSONDepth containers in all
+    for (int i = 1; i < kMaxJSONDepth; ++i) deep = Dictionary{{"k", deep}};
+    std::string text;
+    const bool written = writeJSON(deep, text, false);
+    EXPECT_EQ(written, parseJSON(std::string(kMaxJSONDepth, '[') + (leaf.isArray() ? "" : "1") +
+                                 std::string(kMaxJSONDepth, ']')).isPresent())
+        << leaf.description();
+    if (written) {
+      EXPECT_EQ(parseJSON(text), deep) << leaf.description();
+    }
+  }
+}
+
 // Real documents survive a round trip through text unchanged.
 TEST(JSONRoundTripTest, SharedDataFiles) {
   for (const char* name : {"twitter.json", "citm_catalog.json"}) {

@@ -97,7 +97,11 @@ class Writer {
  public:
   Writer(TextBuffer& out, bool pretty) : out_(out), pretty_(pretty) {}
 
+  // `depth` is the number of containers around the value. The reader counts nesting by values, so
+  // that kMaxJSONDepth nested empty arrays read but not the same arrays around a number: a value
+  // of any kind inside kMaxJSONDepth containers is too deep.
   bool write(const Value& v, int depth) {
+    if (depth >= kMaxJSONDepth) return false;
     switch (v.kind()) {
       case Kind::kNull: append("null", 4); return true;
       case Kind::kNumber: return writeNumber(v);
@@ -209,7 +213,6 @@ class Writer {
   }
 
   bool writeArray(const detail::ElementBuffer<Value>& elements, int depth) {
-    if (depth >= kMaxJSONDepth) return false;
     put('[');
     for (std::size_t i = 0; i < elements.size(); ++i) {
       if (i) put(',');
@@ -222,7 +225,6 @@ class Writer {
   }
 
   bool writeDictionary(const detail::ElementBuffer<DictionaryEntry>& entries, int depth) {
-    if (depth >= kMaxJSONDepth) return false;
     put('{');
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (i) put(',');

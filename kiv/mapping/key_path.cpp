@@ -1,5 +1,6 @@
 #include "kiv/mapping/key_path.hpp"
 
+#include <utility>
 #include <vector>
 
 #include "kiv/foundation/value_heap.hpp"
@@ -67,7 +68,8 @@ void setPlainKey(const MutableDictionary& receiver, const Value& value, std::str
   }
 }
 
-void setDottedPath(const MutableDictionary& receiver, const Value& value, std::string_view path) {
+// Takes the value by copy: it may sit inside the receiver, in a dictionary that the walk replaces.
+void setDottedPath(const MutableDictionary& receiver, Value value, std::string_view path) {
   const std::vector<std::string_view> components = split(path);
   MutableDictionary top = receiver;
 
@@ -88,7 +90,7 @@ void setDottedPath(const MutableDictionary& receiver, const Value& value, std::s
   }
 
   if (current.isPresent() && !current.isMutableDictionary()) return;
-  current.asMutableDictionary().setObject(value, components.back());
+  current.asMutableDictionary().setObject(std::move(value), components.back());
 }
 
 }  // namespace

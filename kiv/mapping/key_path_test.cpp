@@ -88,5 +88,13 @@ TEST(KeyPathWriteTest, MergingADictionaryIntoItselfReadsItsPairsAsTheyWere) {
   loop.removeObjectForKey("self");  // break the cycle
 }
 
+// The value written may be read from the receiver itself, from a dictionary that the write
+// replaces on its way (the top level has no "b", so a fresh "a.b" is made).
+TEST(KeyPathWriteTest, WritesAValueReadFromADictionaryThatTheWalkReplaces) {
+  const MutableDictionary d = json(R"({"a": {"b": {"c": "a text longer than a short string"}}})");
+  kiv_setValue(d, kiv_valueForKey(d, "a.b.c"), "a.b.c");
+  EXPECT_EQ(d, json(R"({"a": {"b": {"c": "a text longer than a short string"}}})"));
+}
+
 }  // namespace
 }  // namespace kiv
