@@ -153,7 +153,20 @@ double residentMegabytes() {
   return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
 }
 
-ResidentPeak::ResidentPeak() : start_(residentMegabytes()), peak_(start_) {
+namespace {
+
+// Gives the memory that the process freed back to the system where the C library can, so that
+// the resident memory counts what is in use rather than what an earlier phase left free.
+double trimmedResidentMegabytes() {
+#if defined(__GLIBC__)
+  malloc_trim(0);
+#endif
+  return residentMegabytes();
+}
+
+}  // namespace
+
+ResidentPeak::ResidentPeak() : start_(trimmedResidentMegabytes()), peak_(start_) {
   sampler_ = std::thread([this] {
     while (!done_.load(std::memory_order_acquire)) {
       sample();

@@ -93,7 +93,9 @@ void exec(sqlite3* db, const char* sql);
 // The process's resident memory now, in MiB.
 double residentMegabytes();
 
-// Samples the resident memory every millisecond while it lives.
+// Samples the resident memory every millisecond while it lives. It starts by giving the memory
+// freed before back to the system (where the C library can), so that a benchmark's setup does not
+// count.
 class ResidentPeak {
  public:
   ResidentPeak();
