@@ -390,9 +390,18 @@ class KivStorage {
 
   // transactionModel() for every model of the array with its own class.
   void cacheEach(const Array& models);
-  // Writes the rows in order in one transaction, in slices (see above); `replace` writes whole
-  // rows without looking up their keys. Waits for nothing: callers flush the queued rows first.
+  // Gives rows [first, end) of a write's `count`, in a buffer that the next call may reuse.
+  using RowSlices = std::function<std::span<StoredRow>(std::size_t first, std::size_t end)>;
+  // Writes `count` rows in order in one transaction, a slice at a time (see above); `replace`
+  // writes whole rows without looking up their keys. Waits for nothing: callers flush the queued
+  // rows first.
+  void writeRows(std::size_t count, const RowSlices& slices, bool replace);
+  // The same for rows taken already.
   void writeRows(std::vector<StoredRow>& rows, bool replace);
+  // Flushes the queued rows, then writes the models' rows, for the table of `tableClass` or, when
+  // it is null, of each model's own class. Each slice's rows are taken just before it is written,
+  // so a large call never holds the rows of all its models at once.
+  void writeModels(const Array& models, const ModelClass* tableClass, bool replace);
   // Waits until the rows of single saves queued so far are written.
   void flushPendingWrites();
 

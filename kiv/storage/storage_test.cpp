@@ -130,7 +130,8 @@ TEST_F(StorageTest, TransactionalSavesUpdateTheRowsThatExistAndWriteTheOthersInO
 TEST_F(StorageTest, ArraySavesUseTheFirstModelsTableAndQuickSavesEachModelsOwnReplacingWholeRows) {
   const auto storage = openStorage();
   const Ref<PinnedItem> pinned = FeedItem::make<PinnedItem>(2, "pinned");
-  storage->setModels({Value(FeedItem::make(1, "feed")), Value(pinned)});
+  // Elements that are no models are skipped, also in front.
+  storage->setModels({Value("not a model"), Value(FeedItem::make(1, "feed")), Value(pinned)});
   EXPECT_EQ(onDisk("SELECT itemid, title FROM kiv_feeditem_v1 ORDER BY itemid"), "1|feed\n2|pinned");
   EXPECT_EQ(storage->modelWith(2, PinnedItem::kivClass()), pinned);
 

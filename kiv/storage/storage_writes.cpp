@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -145,19 +146,15 @@ Ref<KivModel> KivStorage::transactionModel(const Ref<KivModel>& model, const Mod
 void KivStorage::setModels(const Array& models) {
   if (models.empty()) return;
   cacheEach(models);
-  if (const KivModel* first = KivModel::in(models.firstObject())) setDbModels(models, first->modelClass());
+  for (const Value& element : models) {
+    if (const KivModel* first = KivModel::in(element)) return setDbModels(models, first->modelClass());
+  }
 }
 
 void KivStorage::batchModels(const Array& models) {
   if (models.empty()) return;
   cacheEach(models);
-  std::vector<StoredRow> rows;
-  rows.reserve(models.count());
-  for (const Value& element : models) {
-    if (const KivModel* model = KivModel::in(element)) rows.emplace_back(*model, model->modelClass());
-  }
-  flushPendingWrites();
-  writeRows(rows, true);
+  writeModels(models, nullptr, true);
 }
 
 void KivStorage::setDbModel(const Ref<KivModel>& model, const ModelClass& cls) {
@@ -168,19 +165,31 @@ void KivStorage::setDbModel(const Ref<KivModel>& model, const ModelClass& cls) {
   writeRows(rows, false);
 }
 
-void KivStorage::setDbModels(const Array& models, const ModelClass& cls) {
-  std::vector<StoredRow> rows;
-  rows.reserve(models.count());
-  for (const Value& element : models) {
-    if (const KivModel* model = KivModel::in(element)) rows.emplace_back(*model, cls);
-  }
+void KivStorage::setDbModels(const Array& models, const ModelClass& cls) { writeModels(models, &cls, false); }
+
+void KivStorage::writeModels(const Array& models, const ModelClass* tableClass, bool replace) {
   flushPendingWrites();
-  writeRows(rows, false);
+  std::vector<StoredRow> slice;
+  writeRows(models.count(), [&](std::size_t first, std::size_t end) {
+    slice.clear();
+    for (std::size_t i = first; i < end; ++i) {
+      if (const KivModel* model = KivModel::in(models[i])) {
+        slice.emplace_back(*model, tableClass ? *tableClass : model->modelClass());
+      }
+    }
+    return std::span<StoredRow>(slice);
+  }, replace);
 }
 
 void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
+  writeRows(rows.size(), [&](std::size_t first, std::size_t end) {
+    return std::span<StoredRow>(rows).subspan(first, end - first);
+  }, replace);
+}
+
+void KivStorage::writeRows(std::size_t count, const RowSlices& slices, bool replace) {
   const Ref<OxSimpleDatabase> db = database();
-  if (!db || rows.empty()) return;
+  if (!db || count == 0) return;
   const std::lock_guard<std::mutex> writing(writeMutex_);
   // Inside a transaction of the application's, the application commits or rolls back.
   OxTransaction transaction(*db);
@@ -188,12 +197,12 @@ void KivStorage::writeRows(std::vector<StoredRow>& rows, bool replace) {
   const bool observed = observers_->any();
   std::vector<KivChange> changes;
   bool aborted = false;
-  for (std::size_t first = 0; first < rows.size() && !aborted; first += kRowsPerSlice) {
-    const std::size_t end = std::min(first + kRowsPerSlice, rows.size());
+  for (std::size_t first = 0; first < count && !aborted; first += kRowsPerSlice) {
+    const std::span<StoredRow> rows = slices(first, std::min(first + kRowsPerSlice, count));
     db->inDatabase([&](SqDatabase& connection) {
       // A transaction that did not begin (a locked or read-only file) writes nothing.
       aborted = transaction.outermost() && !connection.inTransaction();
-      for (std::size_t i = first; i < end && !aborted; ++i) {
+      for (std::size_t i = 0; i < rows.size() && !aborted; ++i) {
         const RowResult result = writer.write(connection, rows[i]);
         aborted = result == RowResult::kAborted;
         if (observed && result == RowResult::kWritten) {
