@@ -139,7 +139,7 @@ def declared_name(lines, start):
     operator = re.search(r"operator\s*\S+\s*$", head)
     if operator:
         return operator.group(0).replace(" ", "")
-    names = re.findall(r"[A-Za-z_]\w*", head)
+    names = re.findall(r"~?[A-Za-z_]\w*", head)  # a destructor's name keeps its "~"
     return names[-1] if names else ""
 
 
