@@ -22,6 +22,7 @@ class String : public Value {
 
   // The text; empty when absent. The view lives as long as this String.
   std::string_view view() const noexcept { return stringView(); }
+  // The text as a new std::string; empty when absent.
   std::string str() const { return std::string(stringView()); }
   // Size in bytes.
   std::size_t size() const noexcept { return stringView().size(); }
