@@ -13,6 +13,7 @@ class String : public Value {
  public:
   // Absent.
   String() = default;
+  // A copy of the text, as Value makes strings; a null `const char*` gives absent.
   String(const char* text) : Value(text) {}
   String(std::string_view text) : Value(text) {}
   String(const std::string& text) : Value(std::string_view(text)) {}

@@ -118,7 +118,8 @@ class Value {
   static Value numberOfKind(char kind, std::uint64_t v) noexcept;
   static Value numberOfKind(char kind, double v) noexcept;
 
-  // Strings (UTF-8 text; any bytes, NUL included, are kept as given).
+  // Strings (UTF-8 text; any bytes, NUL included, are kept as given). A null `const char*` gives
+  // absent.
   Value(const char* text);
   Value(std::string_view text);
   Value(const std::string& text) : Value(std::string_view(text)) {}
