@@ -212,8 +212,8 @@ class Value {
   bool isDictionary() const noexcept { return tag() == kDictionaryTag; }
   bool isModel() const noexcept { return tag() == kObjectTag; }
 
-  // Whether the value is a mutable array or dictionary, either one or the one named; false for
-  // every other value, the immutable containers included.
+  // Whether the value is a mutable container: an array or a dictionary (isMutable), or the one
+  // named. False for every other value, the immutable containers included.
 
   bool isMutable() const noexcept;
   bool isMutableArray() const noexcept { return isArray() && isMutable(); }
