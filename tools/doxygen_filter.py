@@ -6,7 +6,10 @@
 The headers document with ordinary comments, as Kiv's style asks:
 - a file's opening comment says what the file holds, and documents the classes that its first
   words name ("Value: ...", "Array and MutableArray: ...") unless they have comments of their own;
-- a comment directly above a declaration documents it, and the overloads that directly follow it;
+- a comment directly above a declaration documents it, and the overloads that directly follow it
+  (functions of the same name, not a destructor, nor a defaulted or deleted declaration such as a
+  deleted copy constructor). The filter cannot tell what an overload means: one that means
+  something other than what the comment says needs a comment of its own;
 - a comment followed by a blank line and then a run of declarations without comments of their
   own (up to the next blank line) documents each of them: a section's introduction, such as the
   one above a list of accessors ("--- Title ---" becomes its title);
@@ -139,16 +142,27 @@ def declared_name(lines, start):
     operator = re.search(r"operator\s*\S+\s*$", head)
     if operator:
         return operator.group(0).replace(" ", "")
-    names = re.findall(r"[A-Za-z_]\w*", head)
+    names = re.findall(r"~?[A-Za-z_]\w*", head)  # a destructor's name keeps its "~"
     return names[-1] if names else ""
+
+
+def is_defaulted_or_deleted(lines, start):
+    """Whether the declaration beginning at `start` is "= default" or "= delete"."""
+    code = ""
+    for line in lines[start:]:
+        code += " " + line.code
+        if re.search(r"[;{]", code):
+            break
+    return bool(re.search(r"=\s*(default|delete)\s*;", code))
 
 
 def declaration_run(lines, start, whole):
     """The lines that begin the declarations that a comment above `start` documents. They run to
     the next blank line, comment, access specifier or closing brace at their depth; unless `whole`,
-    only as long as they declare the name that the first one declares (an overload set). Nothing
-    but the first when a class or other scope is among them (its members have comments of their
-    own)."""
+    only as long as they declare the name that the first one declares (an overload set) and are
+    not defaulted or deleted (a copy constructor deleted below a documented constructor is not
+    one of its overloads). Nothing but the first when a class or other scope is among them (its
+    members have comments of their own)."""
     depth, end, starts, nested = lines[start].depth, start, [], False
     name = declared_name(lines, start)
     while end < len(lines):
@@ -159,7 +173,8 @@ def declaration_run(lines, start, whole):
                                                                or ACCESS.fullmatch(stripped)))):
             break
         begins = line.depth == depth and (line.starts_statement or line.preprocessor)
-        if end > start and begins and not whole and declared_name(lines, end) != name:
+        if end > start and begins and not whole and (declared_name(lines, end) != name
+                                                     or is_defaulted_or_deleted(lines, end)):
             break
         nested |= line.depth > depth and not line.in_body
         if begins:

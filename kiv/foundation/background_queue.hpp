@@ -19,13 +19,16 @@ namespace kiv {
 
 class BackgroundQueue {
  public:
+  // A unit of work; what it throws is logged and dropped.
   using Task = std::function<void()>;
 
+  // An idle queue; its label names it in the log lines of failed tasks.
   explicit BackgroundQueue(std::string label = {});
   ~BackgroundQueue();
   BackgroundQueue(const BackgroundQueue&) = delete;
   BackgroundQueue& operator=(const BackgroundQueue&) = delete;
 
+  // The label given at construction.
   const std::string& label() const noexcept { return label_; }
 
   // Queues the task and returns at once.

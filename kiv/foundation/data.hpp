@@ -19,7 +19,9 @@ class Data : public Value {
   Data(const void* bytes, std::size_t size) : Value(Value::data(bytes, size)) {}
   explicit Data(std::string_view bytes) : Data(bytes.data(), bytes.size()) {}
 
+  // The number of bytes; 0 when absent.
   std::size_t size() const noexcept { return view().size(); }
+  // The bytes, or nullptr when absent. They live as long as this Data.
   const std::uint8_t* bytes() const noexcept {
     return reinterpret_cast<const std::uint8_t*>(view().data());
   }

@@ -10,6 +10,7 @@ class Date : public Value {
  public:
   // Absent.
   Date() = default;
+  // The date `seconds` after 1970-01-01 00:00 UTC (before it when negative).
   static Date dateWithTimeIntervalSince1970(double seconds) {
     return Date(Unchecked{}, Value::date(seconds));
   }

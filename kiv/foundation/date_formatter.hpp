@@ -37,11 +37,15 @@ class DateFormatter {
   // A formatter for the pattern in the zone `timeZoneOffset` seconds east of GMT (0: GMT).
   explicit DateFormatter(std::string_view dateFormat, int timeZoneOffset = 0);
 
+  // The pattern and the zone offset given at construction.
+
   const std::string& dateFormat() const noexcept { return dateFormat_; }
   int timeZoneOffset() const noexcept { return timeZoneOffset_; }
 
   // The date's text; absent for an absent date.
   String stringFromDate(const Date& date) const;
+  // The text of the date `secondsSince1970` after 1970; empty when it is out of range or not
+  // finite.
   std::string stringFromTimeInterval(double secondsSince1970) const;
   // The date that the whole text spells, or absent.
   Date dateFromString(std::string_view text) const;

@@ -34,6 +34,7 @@ class MutableDictionary;
 
 class Dictionary : public Value {
  public:
+  // A key and its value, as the constructors take them.
   using Pair = std::pair<std::string_view, Value>;
 
   // Absent.
@@ -44,11 +45,14 @@ class Dictionary : public Value {
   // The one shared empty immutable dictionary.
   static const Dictionary& emptyDictionary();
 
+  // The number of entries; 0 for an absent dictionary.
   std::size_t count() const noexcept { return entries() ? entries()->size() : 0; }
+  // Whether there are no entries (an absent dictionary has none).
   bool empty() const noexcept { return count() == 0; }
   // The value under the key, or absent. References stay valid while the dictionary lives and is
   // not changed.
   const Value& objectForKey(std::string_view key) const noexcept;
+  // objectForKey(key).
   const Value& operator[](std::string_view key) const noexcept { return objectForKey(key); }
   // The value under the key when `dictionary` is a dictionary, else absent; for walks over
   // Values that may or may not be dictionaries, without copying them.
@@ -56,17 +60,25 @@ class Dictionary : public Value {
   // The position of the key among the entries (begin()[position]), or -1, given the key's
   // keyHash(): for callers that look the same key up in many dictionaries.
   static std::ptrdiff_t positionOf(const Value& dictionary, std::string_view key, std::uint64_t hash) noexcept;
+  // The hash of a key that positionOf() takes; the same for a key in every dictionary.
   static std::uint64_t keyHash(std::string_view key) noexcept;
+  // Whether the key has an entry.
   bool containsKey(std::string_view key) const noexcept { return objectForKey(key).isPresent(); }
-  // Entries in insertion order.
+  // Entries in insertion order, for range-for loops; both nullptr for an absent dictionary. They
+  // stay valid while the dictionary lives and is not changed.
+
   const DictionaryEntry* begin() const noexcept { return entries() ? entries()->data() : nullptr; }
   const DictionaryEntry* end() const noexcept {
     return entries() ? entries()->data() + entries()->size() : nullptr;
   }
+  // The keys (strings) in insertion order, as a new immutable array; empty when absent.
   Array allKeys() const;
+  // The values in the order of their keys, as a new immutable array; empty when absent.
   Array allValues() const;
 
-  // A shallow copy: the copy shares the values.
+  // A shallow copy, immutable or mutable: the copy shares the values but not the entries, so a
+  // later change to either dictionary does not show in the other. Absent for an absent dictionary.
+
   Dictionary copy() const;
   MutableDictionary mutableCopy() const;
 
@@ -85,6 +97,7 @@ class Dictionary : public Value {
   // The stored value when the key is present, whatever its kind; else the default.
   Value objectForKey(std::string_view key, const Value& defaultValue) const;
   // Exactly objectForKey(key, default): no kind check.
+
   Value stringForKey(std::string_view key, const Value& defaultValue = Value()) const;
   Value arrayForKey(std::string_view key, const Value& defaultValue = Value()) const;
   Value dictionaryForKey(std::string_view key, const Value& defaultValue = Value()) const;
@@ -93,22 +106,26 @@ class Dictionary : public Value {
   // Present: the value's intValue (32 bits, then widened: wider values are cut); else the default.
   std::int64_t integerForKey(std::string_view key, std::int64_t defaultValue = 0) const;
   // Present: the value's boolValue, floatValue or doubleValue; else the default.
+
   bool boolForKey(std::string_view key, bool defaultValue = false) const;
   float floatForKey(std::string_view key, float defaultValue = 0.0f) const;
   double doubleForKey(std::string_view key, double defaultValue = 0.0) const;
 
   // These answer as on any receiver (see OxDictionaryAdapter): absent and the null give the
   // default; numberForKey checks the kind.
+
   Value numberForKey(std::string_view key, const Value& defaultValue) const;
   std::int32_t intForKey(std::string_view key, std::int32_t defaultValue) const;
   std::uint64_t unsignedIntegerForKey(std::string_view key, std::uint64_t defaultValue) const;
   std::int64_t longLongValueForKey(std::string_view key, std::int64_t defaultValue) const;
 
  protected:
+  // The entries of the dictionary, or nullptr when it is absent.
   const detail::ElementBuffer<DictionaryEntry>* entries() const noexcept {
     const detail::HeapDictionary* d = ValueAccess::dictionary(*this);
     return d ? &d->entries : nullptr;
   }
+  // A Dictionary that takes over the caller's reference to `heap` (mutable or not, as made).
   static Dictionary adopt(detail::HeapDictionary* heap) {
     return Dictionary(Unchecked{}, ValueAccess::adopt(ValueAccess::kDictionaryTag, heap));
   }
@@ -128,22 +145,31 @@ class MutableDictionary : public Dictionary {
   // A new, empty mutable dictionary.
   static MutableDictionary dictionary(std::size_t capacity = 0);
 
-  // Sets the value under the key; an absent value does nothing.
+  // Sets the value under the key: a new key goes last, a known one keeps its place. An absent
+  // value, or an absent String as the key, does nothing.
   void setObject(Value value, std::string_view key) const;
   void setObject(Value value, const String& key) const;
   void setObject(Value value, const char* key) const { setObject(std::move(value), std::string_view(key)); }
   void setObject(Value value, const std::string& key) const {
     setObject(std::move(value), std::string_view(key));
   }
+  // Removes the key's entry and closes the gap; a missing key does nothing.
   void removeObjectForKey(std::string_view key) const;
+  // Removes the entries of the keys in `keys`; elements that are not strings are skipped.
   void removeObjectsForKeys(const Array& keys) const;
+  // Removes every entry.
   void removeAllObjects() const;
+  // Sets each entry of `other`, in its order, as setObject does. `other` may be this dictionary.
   void addEntriesFromDictionary(const Dictionary& other) const;
 
   // --- Setters of any receiver (see OxDictionaryAdapter) --------------------------------------
 
-  // Stores the value unless it or the key is absent or the null.
+  // Stores the value unless it is absent or the null.
   void setObjectSafe(const Value& value, std::string_view key) const;
+
+  // setObjectSafe under the typed setters' names: setString and setNumber store any value as it
+  // is (no kind check); the others store the number made from their argument.
+
   void setString(const Value& value, std::string_view key) const { setObjectSafe(value, key); }
   void setNumber(const Value& value, std::string_view key) const { setObjectSafe(value, key); }
   void setInt(std::int32_t value, std::string_view key) const { setNumber(Value(value), key); }

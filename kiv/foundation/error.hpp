@@ -13,7 +13,9 @@
 namespace kiv {
 
 struct Error {
+  // Who reports the failure, such as "SqDatabase" or "KivJSON".
   std::string domain;
+  // The failure within the domain (for SQLite, its result code).
   std::int64_t code = 0;
   // The localized description.
   std::string message;
@@ -23,10 +25,13 @@ struct Error {
 
 class Exception : public std::runtime_error {
  public:
+  // An exception whose what() is "<name>: <reason>".
   Exception(std::string name, std::string reason)
       : std::runtime_error(name + ": " + reason), name_(std::move(name)), reason_(std::move(reason)) {}
 
+  // The kind of rule that was broken, such as "Database already in pool".
   const std::string& name() const noexcept { return name_; }
+  // What exactly went wrong.
   const std::string& reason() const noexcept { return reason_; }
 
  private:

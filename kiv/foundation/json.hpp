@@ -27,8 +27,11 @@
 
 namespace kiv {
 
+// The deepest nesting that reading and writing accept: this many arrays and dictionaries, one
+// inside the other.
 inline constexpr int kMaxJSONDepth = 1024;
 
+// Whether parsing makes immutable arrays and dictionaries or mutable ones.
 enum class JSONContainers { kImmutable, kMutable };
 
 // The value that the text parses to, or absent. On failure, when `error` is given, it receives

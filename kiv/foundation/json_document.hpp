@@ -35,6 +35,9 @@ class JSONElement {
 
   // kDictionary for objects, kArray, kString, kNumber (booleans too), kNull; kAbsent.
   Kind kind() const noexcept;
+  // Whether the element is present (an element tests true when it is), the null, an object or
+  // an array.
+
   bool isPresent() const noexcept { return kind() != Kind::kAbsent; }
   explicit operator bool() const noexcept { return isPresent(); }
   bool isNull() const noexcept { return kind() == Kind::kNull; }

@@ -10,6 +10,7 @@
 
 namespace kiv {
 
+// Receives each line, without its newline.
 using LogSink = std::function<void(std::string_view line)>;
 
 // Writes one line through the current sink.

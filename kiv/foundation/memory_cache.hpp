@@ -36,24 +36,41 @@ class MemoryCache : public OxDictionaryAccessor {
 
   using OxDictionaryAccessor::objectForKey;
   using OxDictionaryAccessor::setObject;
-  // The object under the key, or absent.
+  // The object under the key, or absent. A hit makes the entry the most recently used.
   Value objectForKey(const Value& key) const;
-  // Stores the object; absent keys and objects are ignored.
+  // Stores the object as the most recently used entry, replacing the key's object if it has one,
+  // then evicts beyond the count limit. Absent keys and objects are ignored.
   void setObject(const Value& object, const Value& key);
+
+  // Removes the key's entry, or every entry, without telling the delegate.
+
   void removeObjectForKey(const Value& key);
   void removeAllObjects();
+
+  // The number of entries now held.
   std::size_t count() const;
 
-  // Drops entries as under memory pressure: all but the `keep` most recently used.
+  // Drops entries as under memory pressure: all but the `keep` most recently used. Each one is
+  // reported to the delegate, as an eviction.
   void trimToCount(std::size_t keep);
+
+  // A name for diagnostics; the cache does not use it.
 
   std::string name() const;
   void setName(std::string name);
+
+  // The most entries the cache holds, 0 for no limit. Setting a limit evicts the least recently
+  // used entries beyond it at once, and tells the delegate.
+
   std::size_t countLimit() const;
   void setCountLimit(std::size_t limit);
-  // Kept for callers that set it; the cache holds no discardable content.
+
+  // Kept for callers that set it (it starts true); the cache holds no discardable content.
+
   bool evictsObjectsWithDiscardedContent() const;
   void setEvictsObjectsWithDiscardedContent(bool evicts);
+
+  // Replaces the delegate; an empty function means none.
   void setDelegate(Delegate delegate);
 
  protected:

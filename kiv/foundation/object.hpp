@@ -28,6 +28,7 @@ class Object {
   // The "%@" text of the object.
   virtual std::string description() const;
   // Hash and equality as a Value compares objects; the defaults are identity.
+
   virtual std::size_t hash() const;
   virtual bool isEqual(const Object& other) const;
 
@@ -37,10 +38,13 @@ class Object {
 
   // Key-value access by property name. A plain Object has no properties: it answers absent and
   // ignores writes. Model objects answer by their declared properties.
+
   virtual Value valueForKey(std::string_view key) const;
   virtual void setValue(const Value& value, std::string_view key);
 
+  // Adds a reference. Ref and Value call it; code that holds a raw pointer pairs it with release().
   void retain() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
+  // Drops a reference and deletes the object when it was the last one.
   void release() const noexcept {
     // A sole owner needs no read-modify-write: nobody else can add a reference to it.
     if (refs_.load(std::memory_order_acquire) == 1 || refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
@@ -59,11 +63,15 @@ class Object {
 template <class T>
 class Ref {
  public:
+  // A null reference.
   Ref() noexcept = default;
   Ref(std::nullptr_t) noexcept {}
+  // A new reference to `object` (counted), or a null reference for nullptr.
   explicit Ref(T* object) noexcept : ptr_(object) {
     if (ptr_) ptr_->retain();
   }
+  // Copies add a reference; moves take it over and leave `other` null. A Ref<U> converts to a
+  // Ref<T> when a U* converts to a T*.
   Ref(const Ref& other) noexcept : Ref(other.ptr_) {}
   Ref(Ref&& other) noexcept : ptr_(std::exchange(other.ptr_, nullptr)) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -74,6 +82,8 @@ class Ref {
     if (ptr_) ptr_->release();
   }
 
+  // Copy or move assignment: releases the old object after taking the new one, so assigning a
+  // Ref to itself is safe.
   Ref& operator=(Ref other) noexcept {
     std::swap(ptr_, other.ptr_);
     return *this;
@@ -92,9 +102,13 @@ class Ref {
     return Ref(new T(std::forward<Args>(args)...));
   }
 
+  // The object, or nullptr; the reference stays with this Ref.
   T* get() const noexcept { return ptr_; }
+  // Member access through the reference, which must not be null.
   T* operator->() const noexcept { return ptr_; }
+  // The object; the reference must not be null.
   T& operator*() const noexcept { return *ptr_; }
+  // Whether the reference is not null.
   explicit operator bool() const noexcept { return ptr_ != nullptr; }
 
   // Gives up the reference without releasing it.

@@ -23,6 +23,7 @@ class OxDictionaryAccessor {
   // The general typed getters (see OxDictionaryAdapter): a missing value and the null give the
   // default; kind-checked getters give the default for a value of another kind; scalar getters
   // read numbers and strings leniently.
+
   Value objectForKey(std::string_view key, const Value& defaultValue) const;
   Value stringForKey(std::string_view key, const Value& defaultValue = Value()) const;
   Value arrayForKey(std::string_view key, const Value& defaultValue = Value()) const;
@@ -38,10 +39,14 @@ class OxDictionaryAccessor {
   float floatForKey(std::string_view key, float defaultValue = 0.0f) const;
   double doubleForKey(std::string_view key, double defaultValue = 0.0) const;
 
-  // Stores the value unless it or the key is absent or the null.
+  // Stores the value unless it is absent or the null.
   void setObjectSafe(const Value& value, std::string_view key);
 
  protected:
+  // What a subclass provides: the value under the key (or absent), and storing a value under the
+  // key. objectForKey and setObject call them as they are; the getters and setObjectSafe go
+  // through them.
+
   virtual Value accessorObjectForKey(std::string_view key) const = 0;
   virtual void accessorSetObject(const Value& value, std::string_view key) = 0;
 };

@@ -33,11 +33,15 @@ class OxDictionaryAdapter {
   // A Value or an accessor, borrowed for the duration of one call.
   class Receiver {
    public:
+    // Borrows a Value of any kind, or an accessor, which the setters change although it is
+    // passed as const.
     Receiver(const Value& value) : value_(&value) {}
     Receiver(const OxDictionaryAccessor& accessor)
         : accessor_(const_cast<OxDictionaryAccessor*>(&accessor)) {}
 
+    // The borrowed Value, or nullptr when the receiver is an accessor.
     const Value* value() const { return value_; }
+    // The borrowed accessor, or nullptr when the receiver is a Value.
     OxDictionaryAccessor* accessor() const { return accessor_; }
 
    private:
@@ -45,13 +49,24 @@ class OxDictionaryAdapter {
     OxDictionaryAccessor* accessor_ = nullptr;
   };
 
+  // The value under the key: a dictionary's own objectForKey(key, default); an accessor's value, or
+  // the default when it is missing or the null; absent for any other Value.
   static Value objectForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
+
+  // The value under the key when it is of the getter's kind, else the default. A dictionary
+  // answers all but numberForKey by its own rules, without a kind check.
+
   static Value stringForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
   static Value arrayForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
   static Value dictionaryForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
   static Value dataForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
   static Value dateForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
   static Value numberForKey(Receiver receiver, std::string_view key, const Value& defaultValue);
+
+  // The value under the key read by the matching lenient accessor (intValue, integerValue,
+  // unsignedIntegerValue, longLongValue, boolValue, floatValue, doubleValue) when it is a number
+  // or a string, else the default. A dictionary answers integerForKey, boolForKey, floatForKey and
+  // doubleForKey by its own rules.
 
   static std::int32_t intForKey(Receiver receiver, std::string_view key, std::int32_t defaultValue);
   static std::int64_t integerForKey(Receiver receiver, std::string_view key, std::int64_t defaultValue);
@@ -63,7 +78,13 @@ class OxDictionaryAdapter {
   static float floatForKey(Receiver receiver, std::string_view key, float defaultValue);
   static double doubleForKey(Receiver receiver, std::string_view key, double defaultValue);
 
+  // Stores the value under the key unless it is absent or the null; only an accessor or a mutable
+  // dictionary takes it, other receivers are left alone.
   static void setObjectSafe(Receiver receiver, const Value& value, std::string_view key);
+
+  // setObjectSafe under the typed setters' names: setString and setNumber store any value as it
+  // is (no kind check); the others store the number made from their argument.
+
   static void setString(Receiver receiver, const Value& value, std::string_view key);
   static void setNumber(Receiver receiver, const Value& value, std::string_view key);
   static void setInt(Receiver receiver, std::int32_t value, std::string_view key);
@@ -76,9 +97,13 @@ class OxDictionaryAdapter {
   // objectForKey(key, absent) between locking and unlocking the copy; `defaultValue` is not used.
   static Value objectforKeyThreadSafety(Receiver receiver, std::string_view key, SpinLock lock,
                                         const Value& defaultValue);
+  // setObjectSafe between locking and unlocking the copy.
   static void setObjectThreadSafety(Receiver receiver, const Value& value, std::string_view key,
                                     SpinLock lock);
-  // These three change only a mutable dictionary; other receivers are left alone.
+  // Remove every entry, the key's entry, or the entries of the keys (strings) in `keys`, between
+  // locking and unlocking the copy. These three change only a mutable dictionary; other receivers,
+  // accessors included, are left alone.
+
   static void removeAllObjectThreadSafety(Receiver receiver, SpinLock lock);
   static void removeObjectThreadSafetyForKey(Receiver receiver, std::string_view key, SpinLock lock);
   static void removeObjectsThreadSafetyForKeys(Receiver receiver, const Array& keys, SpinLock lock);

@@ -20,10 +20,12 @@ namespace kiv {
 
 class SerialQueue {
  public:
+  // A free queue; the label names it for diagnostics.
   explicit SerialQueue(std::string label = {});
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
 
+  // The label given at construction.
   const std::string& label() const noexcept { return label_; }
 
   // Runs the block on this thread once the queue is free; returns what the block returns.

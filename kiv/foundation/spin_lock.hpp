@@ -16,6 +16,9 @@ class SpinLock {
   SpinLock(const SpinLock&) noexcept {}
   SpinLock& operator=(const SpinLock&) = delete;
 
+  // The operations of a standard lockable (std::lock_guard and friends): lock spins, yielding the
+  // thread, until the lock is free; try_lock takes it only if it is free, and says whether it did.
+
   void lock() noexcept {
     while (locked_.exchange(true, std::memory_order_acquire)) {
       while (locked_.load(std::memory_order_relaxed)) std::this_thread::yield();

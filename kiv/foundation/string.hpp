@@ -13,6 +13,7 @@ class String : public Value {
  public:
   // Absent.
   String() = default;
+  // A copy of the text, as Value makes strings; a null `const char*` gives absent.
   String(const char* text) : Value(text) {}
   String(std::string_view text) : Value(text) {}
   String(const std::string& text) : Value(std::string_view(text)) {}
@@ -22,6 +23,7 @@ class String : public Value {
 
   // The text; empty when absent. The view lives as long as this String.
   std::string_view view() const noexcept { return stringView(); }
+  // The text as a new std::string; empty when absent.
   std::string str() const { return std::string(stringView()); }
   // Size in bytes.
   std::size_t size() const noexcept { return stringView().size(); }

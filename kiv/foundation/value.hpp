@@ -40,6 +40,7 @@ class MutableArray;
 class Dictionary;
 class MutableDictionary;
 
+// What a Value holds: absent, the null, or one of the kinds of payload.
 enum class Kind : std::uint8_t {
   kAbsent,
   kNull,
@@ -117,7 +118,8 @@ class Value {
   static Value numberOfKind(char kind, std::uint64_t v) noexcept;
   static Value numberOfKind(char kind, double v) noexcept;
 
-  // Strings (UTF-8 text; any bytes, NUL included, are kept as given).
+  // Strings (UTF-8 text; any bytes, NUL included, are kept as given). A null `const char*` gives
+  // absent.
   Value(const char* text);
   Value(std::string_view text);
   Value(const std::string& text) : Value(std::string_view(text)) {}
@@ -134,7 +136,13 @@ class Value {
   // The same, taking over the reference.
   template <class T, class = std::enable_if_t<std::is_base_of_v<Object, T>>>
   Value(Ref<T>&& object) noexcept : Value(AdoptObject{}, static_cast<const Object*>(object.detach())) {}
+  // An object from a raw pointer: the Value counts a reference of its own, and the caller keeps
+  // the one it holds. A nullptr gives absent.
   explicit Value(const Object* object) noexcept;
+
+  // Copying shares the payload: one more reference, never a copy of the bytes. Moving hands the
+  // payload over and leaves the source absent; swapping exchanges two values without touching a
+  // count. The destructor drops the value's reference.
 
   Value(const Value& other) noexcept : raw_{} {
     std::memcpy(raw_, other.raw_, sizeof raw_);
@@ -174,18 +182,28 @@ class Value {
 
   // --- Kind ---------------------------------------------------------------------------------
 
+  // What the value holds; both kinds of string storage are Kind::kString.
   Kind kind() const noexcept {
     constexpr Kind kByTag[] = {Kind::kAbsent, Kind::kNull,  Kind::kNumber, Kind::kDate,
                                Kind::kString, Kind::kString, Kind::kData,  Kind::kArray,
                                Kind::kDictionary, Kind::kModel};
     return kByTag[tag()];
   }
+
+  // Whether the value is absent, or anything else (the null included). A Value tests true when
+  // it is present.
+
   bool isAbsent() const noexcept { return tag() == kAbsentTag; }
   bool isPresent() const noexcept { return tag() != kAbsentTag; }
   explicit operator bool() const noexcept { return isPresent(); }
+  // Whether the value is the null (not absent).
   bool isNull() const noexcept { return tag() == kNullTag; }
   // Absent or the null.
   bool isNothing() const noexcept { return tag() <= kNullTag; }
+
+  // Whether the value is of the kind: a number (booleans included), a string, a date, data, an
+  // array, a dictionary (mutable or not), or an object (model objects and any other Object).
+
   bool isNumber() const noexcept { return tag() == kNumberTag; }
   bool isString() const noexcept { return tag() == kInlineStringTag || tag() == kHeapStringTag; }
   bool isDate() const noexcept { return tag() == kDateTag; }
@@ -193,14 +211,19 @@ class Value {
   bool isArray() const noexcept { return tag() == kArrayTag; }
   bool isDictionary() const noexcept { return tag() == kDictionaryTag; }
   bool isModel() const noexcept { return tag() == kObjectTag; }
-  // Arrays and dictionaries made mutable; false for every other value.
+
+  // Whether the value is a mutable container: an array or a dictionary (isMutable), or the one
+  // named. False for every other value, the immutable containers included.
+
   bool isMutable() const noexcept;
   bool isMutableArray() const noexcept { return isArray() && isMutable(); }
   bool isMutableDictionary() const noexcept { return isDictionary() && isMutable(); }
 
   // The number's kind character (c C s S i I q Q f d B), or 0 for other kinds.
   char numberKind() const noexcept { return isNumber() ? static_cast<char>(raw_[kAuxByte]) : '\0'; }
+  // Whether the value is a number made from a bool (kind 'B').
   bool isBoolean() const noexcept { return numberKind() == 'B'; }
+  // Whether the value is a number made from a float or a double (kind 'f' or 'd').
   bool isFloatingPoint() const noexcept { return numberKind() == 'f' || numberKind() == 'd'; }
 
   // --- Lenient numeric accessors --------------------------------------------------------------
@@ -249,11 +272,16 @@ class Value {
   bool respondsToStringOperations() const noexcept { return isString() || isNumber(); }
   // The length in UTF-16 code units, as the platform's strings count it.
   std::size_t length() const;
+
+  // Whether the text equals, begins with, ends with or contains the argument, byte for byte.
+
   bool isEqualToString(std::string_view text) const;
   bool hasPrefix(std::string_view prefix) const;
   bool hasSuffix(std::string_view suffix) const;
   bool containsString(std::string_view text) const;
+  // The text with its ASCII letters made lower case; other bytes stay as they are.
   String lowercaseString() const;
+  // The text with its ASCII letters made upper case; other bytes stay as they are.
   String uppercaseString() const;
 
   // Whether the value is a string of at least one character.
@@ -276,7 +304,9 @@ class Value {
     std::memcpy(&held, raw_, sizeof held);
     return held;
   }
+  // The same as a counted reference; null for other kinds.
   Ref<Object> objectRef() const noexcept;
+  // The object as a T (by dynamic_cast), counted; null when the value holds no T.
   template <class T>
   Ref<T> objectAs() const& noexcept {
     return Ref<T>(const_cast<T*>(dynamic_cast<const T*>(object())));
@@ -299,6 +329,7 @@ class Value {
 
   // Typed views: the value itself when it is of the kind, absent otherwise. Defined in the view's
   // own header.
+
   String asString() const;
   Number asNumber() const;
   Date asDate() const;
@@ -331,6 +362,8 @@ class Value {
 
  protected:
   struct NumberTag {};
+  // A number of kind character `kind` whose payload word holds `v`: an std::int64_t, an
+  // std::uint64_t or a double, by the kind's group.
   template <class Payload>
   Value(NumberTag, char kind, Payload v) noexcept : raw_{} {
     std::memcpy(raw_, &v, sizeof v);
@@ -340,9 +373,13 @@ class Value {
 
   // Layout: bytes 0..7 hold the payload word (integer, double or heap pointer) or bytes 0..13 an
   // inline string; byte 14 holds the number kind or the inline string length; byte 15 the tag.
+
   static constexpr int kAuxByte = 14;
   static constexpr int kTagByte = 15;
+  // The longest string, in bytes, that the value holds inline.
   static constexpr std::size_t kInlineCapacity = 14;
+  // What the tag byte holds: the kinds, with strings split by where their bytes live. The tags
+  // from kHeapStringTag on refer to heap payloads (isHeap()), and kind() maps tags by position.
   enum Tag : unsigned char {
     kAbsentTag = 0,
     kNullTag,
@@ -357,8 +394,11 @@ class Value {
     kObjectTag,
   };
 
+  // The tag byte.
   unsigned char tag() const noexcept { return raw_[kTagByte]; }
+  // Whether the value holds a counted reference: to a heap payload or to an object.
   bool isHeap() const noexcept { return tag() >= kHeapStringTag; }
+  // The header of the heap payload; only for heap tags other than kObjectTag.
   detail::HeapBase* heap() const noexcept {
     detail::HeapBase* p;
     std::memcpy(&p, raw_, sizeof p);
@@ -366,9 +406,13 @@ class Value {
   }
   // Takes over one reference to the heap object.
   static Value adoptHeap(Tag tag, const void* heapObject) noexcept;
-  // Takes over one reference to the object (none for a null pointer).
   struct AdoptObject {};
+  // Takes over one reference to the object (none for a null pointer, which gives absent).
   Value(AdoptObject, const Object* object) noexcept;
+
+  // The payload word as the number group stores it (signed, unsigned, floating point); a date's
+  // seconds are a double.
+
   std::int64_t rawInt() const noexcept {
     std::int64_t v;
     std::memcpy(&v, raw_, sizeof v);
@@ -396,11 +440,14 @@ class Value {
 
 static_assert(sizeof(Value) == 16, "Value is two words");
 
-// Hash and equality functors for unordered containers keyed by Value.
+// The hash functor for unordered containers keyed by Value: Value::hash().
 struct ValueHash {
+  // The hash of `v`, consistent with ValueEqual.
   std::size_t operator()(const Value& v) const { return v.hash(); }
 };
+// The equality functor for unordered containers keyed by Value: Value::isEqual().
 struct ValueEqual {
+  // Whether `a` and `b` are equal values.
   bool operator()(const Value& a, const Value& b) const { return a.isEqual(b); }
 };
 

@@ -45,8 +45,8 @@ std::size_t threadCachedBytes() noexcept;
 
 // One key and its value, as a dictionary holds and iterates them.
 struct DictionaryEntry {
-  String key;
-  Value value;
+  String key;   // never absent
+  Value value;  // never absent
 };
 
 namespace detail {
@@ -160,6 +160,10 @@ const Value& absentValue() noexcept;
 
 // The privileged access that the foundation's own code needs to build and read heap payloads.
 struct ValueAccess {
+  // Value's own protected accessors of the layout, for the value given: the heap payload's header
+  // (heap kinds other than objects only) and the payload word read as a signed or unsigned integer
+  // or as a double.
+
   static detail::HeapBase* heap(const Value& v) noexcept { return v.heap(); }
   static std::int64_t rawInt(const Value& v) noexcept { return v.rawInt(); }
   static std::uint64_t rawUnsigned(const Value& v) noexcept { return v.rawUnsigned(); }
@@ -171,10 +175,14 @@ struct ValueAccess {
     std::memcpy(&w, v.raw_ + 8 * i, sizeof w);
     return w;
   }
+  // The value's tag byte.
   static unsigned char tag(const Value& v) noexcept { return v.tag(); }
+  // A Value of the heap tag that takes over the caller's reference to `heapObject`.
   static Value adopt(unsigned char tag, const void* heapObject) noexcept {
     return Value::adoptHeap(static_cast<Value::Tag>(tag), heapObject);
   }
+  // The heap payload when the value is an array, a dictionary or data, else nullptr.
+
   static detail::HeapArray* array(const Value& v) noexcept {
     return v.isArray() ? static_cast<detail::HeapArray*>(v.heap()) : nullptr;
   }
@@ -184,6 +192,9 @@ struct ValueAccess {
   static detail::HeapBytes* data(const Value& v) noexcept {
     return v.isData() ? static_cast<detail::HeapBytes*>(v.heap()) : nullptr;
   }
+
+  // Value's tags of the heap kinds that the foundation builds, and the inline string capacity.
+
   static constexpr unsigned char kArrayTag = Value::kArrayTag;
   static constexpr unsigned char kDictionaryTag = Value::kDictionaryTag;
   static constexpr unsigned char kDataTag = Value::kDataTag;
