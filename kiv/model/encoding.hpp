@@ -61,8 +61,8 @@ inline constexpr KivEncodingType KivEncodingTypePropertyCopy = 0x20000;  // "C"
 inline constexpr KivEncodingType KivEncodingTypePropertyRetain = 0x40000;  // "&"
 inline constexpr KivEncodingType KivEncodingTypePropertyNonatomic = 0x80000;  // "N"
 inline constexpr KivEncodingType KivEncodingTypePropertyWeak = 0x100000;  // "W"
-inline constexpr KivEncodingType KivEncodingTypePropertyCustomGetter = 0x200000;  // "G<name>"
-inline constexpr KivEncodingType KivEncodingTypePropertyCustomSetter = 0x400000;  // "S<name>"
+inline constexpr KivEncodingType KivEncodingTypePropertyCustomGetter = 0x200000;  // "G" and the getter's name
+inline constexpr KivEncodingType KivEncodingTypePropertyCustomSetter = 0x400000;  // "S" and the setter's name
 inline constexpr KivEncodingType KivEncodingTypePropertyDynamic = 0x800000;  // "D"
 
 // The type code and qualifier bits of a type encoding. Leading qualifier characters (r n N o O R
