@@ -50,6 +50,7 @@ class OxDbCollection : public Object {
   // uses it must hold the database itself. (The collection's own operations hold it while they
   // run, so a database that goes on another thread meanwhile waits for them.)
   OxSimpleDatabase* database() const;
+  // The table's name, T in the statements below.
   const std::string& tableName() const noexcept { return tableName_; }
 
   // --- Reads -------------------------------------------------------------------------------------

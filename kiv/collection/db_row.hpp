@@ -36,6 +36,7 @@ class OxDbRow : public Object, public OxDictionaryAccessor {
   // number read as seconds since 1970 when it is a number; else the default.
   Value dateForKey(std::string_view key, const Value& defaultValue = Value()) const;
 
+  // Removes the column from the row; nothing for a missing one.
   void removeObjectForKey(std::string_view key) { dataDict_.removeObjectForKey(key); }
 
   // The description of dataDict().

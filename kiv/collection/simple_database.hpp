@@ -59,6 +59,7 @@ class OxSimpleDatabase : public Object {
   // The same with other SQLite open flags: SQLITE_OPEN_READONLY for a database that only reads
   // (a missing file then does not open, and every write fails).
   static Ref<OxSimpleDatabase> databaseWithPath(const String& path, int openFlags);
+  // Opens the file as databaseWithPath() does (which returns a database made by this constructor).
   explicit OxSimpleDatabase(const String& path, int openFlags = kOxOpenFlags);
   // Detaches the collections and closes the queue.
   ~OxSimpleDatabase() override;
@@ -159,6 +160,8 @@ class OxSimpleDatabase : public Object {
 // counter back as it was.
 class OxTransaction {
  public:
+  // Begins a pair on `database`, and the SQLite transaction when none is open. The database must
+  // outlive the object.
   explicit OxTransaction(OxSimpleDatabase& database);
   ~OxTransaction();
   OxTransaction(const OxTransaction&) = delete;

@@ -28,6 +28,8 @@ const Value& kiv_valueForRestOfKeyPath(const Value& entry, std::string_view rest
 // The same over a parsed document: the element that the Values of the receiver would give, read
 // in place (a null element when the walk meets a null, absent when it finds nothing).
 JSONElement kiv_valueForKey(const JSONElement& receiver, std::string_view keyPath);
+// The rest of the walk over a parsed document, from the receiver's element for the path's first
+// component.
 JSONElement kiv_valueForRestOfKeyPath(const JSONElement& entry, std::string_view restOfPath);
 
 // Writes the value at the key path, changing the receiver and dictionaries nested in it in

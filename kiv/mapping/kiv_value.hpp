@@ -23,16 +23,19 @@ class KivValue : public Object {
 
   // The mapped property's descriptor; null when the class level does not declare the name.
   const KivProPertyInfo* property() const noexcept { return property_.get(); }
+  // Sets the descriptor; only while the record is being built.
   void setProperty(Ref<const KivProPertyInfo> property) noexcept { property_ = std::move(property); }
 
   // The transformer; null when there is none.
   const KivTransformValue* transformValue() const noexcept { return transformValue_.get(); }
+  // Sets the transformer; only while the record is being built.
   void setTransformValue(Ref<const KivTransformValue> transformValue) noexcept {
     transformValue_ = std::move(transformValue);
   }
 
   // Whether the transformer is applied; false for a new record.
   bool transAble() const noexcept { return transAble_; }
+  // Sets whether the transformer is applied; only while the record is being built.
   void setTransAble(bool transAble) noexcept { transAble_ = transAble; }
 
   // Sets the property on the model from a JSON-side value: the transformer's result when it gives

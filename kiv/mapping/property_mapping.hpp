@@ -19,17 +19,23 @@ namespace kiv {
 
 class PropertyMapping : public Object {
  public:
+  // One key path and the record bound to it.
   struct Entry {
-    String keyPath;
-    Ref<const KivValue> record;
+    String keyPath;  // the JSON key path, as the class's hook gives it
+    Ref<const KivValue> record;  // never null
   };
 
   // The record under the key path, or null.
   const KivValue* objectForKey(std::string_view keyPath) const noexcept;
+  // The number of key paths.
   std::size_t count() const noexcept { return entries_.size(); }
+
+  // The entries in order (see above), for range-for loops.
+
   const Entry* begin() const noexcept { return entries_.data(); }
   const Entry* end() const noexcept { return entries_.data() + entries_.size(); }
 
+  // Stores `record` under the key path: in place of the record already there, else at the end.
   void setObject(Ref<const KivValue> record, const String& keyPath);
 
  private:

@@ -41,9 +41,12 @@ class KivTransformValue : public Object {
 // tests the class.
 class KivClassTransformValue : public KivTransformValue {
  public:
+  // A transformer for models of `modelClass`.
   explicit KivClassTransformValue(const ModelClass& modelClass) : modelClass_(&modelClass) {}
 
+  // The class that dictionaries decode to and that encoding accepts (with its subclasses).
   const ModelClass& modelClass() const noexcept { return *modelClass_; }
+  // Replaces the class; only before the transformer is first used (see above).
   void setModelClass(const ModelClass& modelClass) noexcept { modelClass_ = &modelClass; }
 
   Value decodeValue(const Value& value) const override;
@@ -60,6 +63,7 @@ class KivClassTransformValue : public KivTransformValue {
 // class or a subclass. Anything but an array gives absent.
 class KivClassArrayTransformValue : public KivTransformValue {
  public:
+  // A transformer for arrays of models of `modelClass`.
   explicit KivClassArrayTransformValue(const ModelClass& modelClass) : modelClass_(&modelClass) {}
 
   Value decodeValue(const Value& value) const override;
@@ -76,6 +80,7 @@ class KivClassArrayTransformValue : public KivTransformValue {
 // class (other values give absent).
 class KivAdapterTansFormValue : public KivTransformValue {
  public:
+  // A transformer that decodes through `modelClass`'s kiv_modelWithDictionary.
   explicit KivAdapterTansFormValue(const ModelClass& modelClass) : modelClass_(&modelClass) {}
 
   Value decodeValue(const Value& value) const override;
@@ -91,6 +96,7 @@ class KivAdapterTansFormValue : public KivTransformValue {
 // empty array. Anything but an array gives absent.
 class KivAdapterArrayTansFormValue : public KivTransformValue {
  public:
+  // A transformer that converts each element as KivAdapterTansFormValue(modelClass) does.
   explicit KivAdapterArrayTansFormValue(const ModelClass& modelClass)
       : adapter_(makeRef<KivAdapterTansFormValue>(modelClass)) {}
 

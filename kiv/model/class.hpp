@@ -26,6 +26,8 @@ namespace kiv {
 
 class Class : public Object {
  public:
+  // The name the class is registered under: for a model class or a class map, the class name that
+  // its declaration macro was given.
   std::string_view name() const noexcept { return name_; }
   // The superclass; null for the root.
   const Class* superclass() const noexcept { return superclass_; }
@@ -52,6 +54,7 @@ class Class : public Object {
   std::string description() const override;
 
  protected:
+  // Makes a new instance (see newInstance()); null for a class without instances.
   using Factory = Value (*)();
   // Makes the record immortal and registers it under its name. `name` must outlive the process
   // (a literal); so must `properties`.
@@ -79,6 +82,9 @@ template <class T>
 const Class& classOf() {
   return T::kivClass();
 }
+
+// The records of the root (Object) and of the value kinds, made together on first use.
+
 template <>
 const Class& classOf<Object>();
 template <>

@@ -30,6 +30,7 @@ namespace kiv {
 template <class Key>
 class DescriptorDict {
  public:
+  // A key and the descriptor stored under it.
   using Entry = std::pair<Key, Ref<KivProPertyInfo>>;
 
   // The descriptor under the key, or null.
@@ -39,10 +40,15 @@ class DescriptorDict {
     }
     return nullptr;
   }
+  // The number of descriptors.
   std::size_t count() const noexcept { return entries_.size(); }
+
+  // The entries in the order they were stored, for range-for loops.
+
   const Entry* begin() const noexcept { return entries_.data(); }
   const Entry* end() const noexcept { return entries_.data() + entries_.size(); }
 
+  // Stores `info` under the key: in place of the descriptor already there, else at the end.
   void setObject(Ref<KivProPertyInfo> info, const Key& key) {
     for (Entry& e : entries_) {
       if (e.first == key) {
@@ -64,11 +70,17 @@ using SetterDict = DescriptorDict<Selector>;
 
 class KivClassInfo : public Object {
  public:
+  // Describes `cls` and gives its properties their merge indexes, which arms the recording slots
+  // of their setters. Only ModelClass::kiv_classInfo() should call it (see above).
   explicit KivClassInfo(const Class& cls);
 
+  // The class described.
   const Class& cls() const noexcept { return *cls_; }
+  // Its superclass; null for the root.
   const Class* scls() const noexcept { return scls_; }
+  // The descriptors of the class's own properties by name, in declaration order.
   const PropertyDict& propDict() const noexcept { return propDict_; }
+  // The same descriptors by setter selector, in declaration order.
   const SetterDict& setSelDict() const noexcept { return setSelDict_; }
 
   // The descriptors of the properties that `cls` declares itself, by name, in declaration order.

@@ -30,24 +30,38 @@
 
 namespace kiv {
 
-// The hooks of one class map, as its record calls them.
+// The hooks of one class map, as its record calls them: each calls the static member named below,
+// the class map's own or the nearest superclass's.
 struct ClassMapHooks {
+  // Calls kiv_Version.
   std::int64_t (*version)();
+  // Calls kiv_clearTimeInterval.
   double (*clearTimeInterval)();
+  // Calls classMap.
   const ModelClass* (*classMap)(std::int64_t type);
-  // Null when the class map does not declare its own classMaps.
+  // Calls classMaps; null when the class map does not declare its own classMaps.
   Array (*classMaps)(const Array& types);
+  // Calls modelsDependOnModel.
   Array (*modelsDependOnModel)(const ModelClass& cls);
+  // Calls clearTableforClass.
   Array (*clearTableforClass)(const ModelClass& cls);
+  // Calls oldTabels.
   Array (*oldTabels)();
+  // Calls kiv_keepsDataOnSchemaChange.
   bool (*keepsDataOnSchemaChange)(const ModelClass& cls);
+  // Calls kiv_keepsDataOnVersionChange.
   bool (*keepsDataOnVersionChange)();
 };
 
+// The runtime record of a class map (KivClassMap or a class declared with KIV_CLASS_MAP): a class
+// record that also answers the class map's hooks. Made once per class map by its kivClass().
 class ClassMapClass : public Class {
  public:
   // `name` must live for the process.
   ClassMapClass(std::string_view name, const Class& superclass, const ClassMapHooks& hooks);
+
+  // The class map's hooks (see KivClassMap for what each answers). Each is the class's own static
+  // member or the nearest superclass's, asked afresh on every call.
 
   std::int64_t kiv_Version() const { return hooks_.version(); }
   double kiv_clearTimeInterval() const { return hooks_.clearTimeInterval(); }
@@ -55,6 +69,9 @@ class ClassMapClass : public Class {
   // The class map's own classMaps when it declares one; else the model classes of the types in
   // order, each from this class map's classMap (duplicates kept, types without a class skipped).
   Array classMaps(const Array& types) const;
+
+  // The remaining hooks of the class map, answered in the same way.
+
   Array modelsDependOnModel(const ModelClass& cls) const { return hooks_.modelsDependOnModel(cls); }
   Array clearTableforClass(const ModelClass& cls) const { return hooks_.clearTableforClass(cls); }
   Array oldTabels() const { return hooks_.oldTabels(); }
@@ -72,6 +89,7 @@ class KivClassMap {
  public:
   KivClassMap() = delete;
 
+  // The record of KivClassMap itself; every class map declared with KIV_CLASS_MAP has its own.
   static const ClassMapClass& kivClass();
 
   // The schema version of all model tables.

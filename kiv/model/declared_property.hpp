@@ -61,8 +61,10 @@ struct PropertyIndex {};
 // one and a nearer base wins. Inside the class body a declaration sees only the members declared
 // before it, so each property finds its index; from outside, the class's property count.
 inline constexpr int kMaxPropertiesPerClass = 256;
+// PropertyRank<N> derives from PropertyRank<N - 1>, spelled through type_identity_t (the same
+// class) so that Doxygen does not take the base for the template itself.
 template <int N>
-struct PropertyRank : PropertyRank<N - 1> {};
+struct PropertyRank : std::type_identity_t<PropertyRank<N - 1>> {};
 template <>
 struct PropertyRank<0> {};
 template <int N>

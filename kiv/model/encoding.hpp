@@ -12,51 +12,58 @@
 
 namespace kiv {
 
+// A type code, qualifier bits and property attribute bits in one number (see above).
 using KivEncodingType = std::uint64_t;
 
+// Selects the type code, the low byte of a KivEncodingType: one of the codes below, each shown
+// with the encoding characters that give it.
 inline constexpr KivEncodingType KivEncodingTypeMask = 0xFF;
-inline constexpr KivEncodingType KivEncodingTypeUnknown = 0;
-inline constexpr KivEncodingType KivEncodingTypeVoid = 1;
-inline constexpr KivEncodingType KivEncodingTypeBool = 2;
-inline constexpr KivEncodingType KivEncodingTypeInt8 = 3;
-inline constexpr KivEncodingType KivEncodingTypeUInt8 = 4;
-inline constexpr KivEncodingType KivEncodingTypeInt16 = 5;
-inline constexpr KivEncodingType KivEncodingTypeUInt16 = 6;
-inline constexpr KivEncodingType KivEncodingTypeInt32 = 7;
-inline constexpr KivEncodingType KivEncodingTypeUInt32 = 8;
-inline constexpr KivEncodingType KivEncodingTypeInt64 = 9;
-inline constexpr KivEncodingType KivEncodingTypeUInt64 = 10;
-inline constexpr KivEncodingType KivEncodingTypeFloat = 11;
-inline constexpr KivEncodingType KivEncodingTypeDouble = 12;
-inline constexpr KivEncodingType KivEncodingTypeLongDouble = 13;
-inline constexpr KivEncodingType KivEncodingTypeObject = 14;
-inline constexpr KivEncodingType KivEncodingTypeClass = 15;
-inline constexpr KivEncodingType KivEncodingTypeSEL = 16;
-inline constexpr KivEncodingType KivEncodingTypeBlock = 17;
-inline constexpr KivEncodingType KivEncodingTypePointer = 18;
-inline constexpr KivEncodingType KivEncodingTypeStruct = 19;
-inline constexpr KivEncodingType KivEncodingTypeUnion = 20;
-inline constexpr KivEncodingType KivEncodingTypeCString = 21;
-inline constexpr KivEncodingType KivEncodingTypeCArray = 22;
+inline constexpr KivEncodingType KivEncodingTypeUnknown = 0;  // null, empty or unrecognised
+inline constexpr KivEncodingType KivEncodingTypeVoid = 1;  // "v"
+inline constexpr KivEncodingType KivEncodingTypeBool = 2;  // "B"
+inline constexpr KivEncodingType KivEncodingTypeInt8 = 3;  // "c"
+inline constexpr KivEncodingType KivEncodingTypeUInt8 = 4;  // "C"
+inline constexpr KivEncodingType KivEncodingTypeInt16 = 5;  // "s"
+inline constexpr KivEncodingType KivEncodingTypeUInt16 = 6;  // "S"
+inline constexpr KivEncodingType KivEncodingTypeInt32 = 7;  // "i" or "l"
+inline constexpr KivEncodingType KivEncodingTypeUInt32 = 8;  // "I" or "L"
+inline constexpr KivEncodingType KivEncodingTypeInt64 = 9;  // "q"
+inline constexpr KivEncodingType KivEncodingTypeUInt64 = 10;  // "Q"
+inline constexpr KivEncodingType KivEncodingTypeFloat = 11;  // "f"
+inline constexpr KivEncodingType KivEncodingTypeDouble = 12;  // "d"
+inline constexpr KivEncodingType KivEncodingTypeLongDouble = 13;  // "D"
+inline constexpr KivEncodingType KivEncodingTypeObject = 14;  // "@", also "@\"ClassName\""
+inline constexpr KivEncodingType KivEncodingTypeClass = 15;  // "#"
+inline constexpr KivEncodingType KivEncodingTypeSEL = 16;  // ":", a selector
+inline constexpr KivEncodingType KivEncodingTypeBlock = 17;  // exactly "@?"
+inline constexpr KivEncodingType KivEncodingTypePointer = 18;  // "^" and the pointee's encoding
+inline constexpr KivEncodingType KivEncodingTypeStruct = 19;  // "{...}"
+inline constexpr KivEncodingType KivEncodingTypeUnion = 20;  // "(...)"
+inline constexpr KivEncodingType KivEncodingTypeCString = 21;  // "*"
+inline constexpr KivEncodingType KivEncodingTypeCArray = 22;  // "[...]"
 
+// Selects the qualifier bits of a KivEncodingType: one bit for each qualifier character that
+// may precede the type in an encoding.
 inline constexpr KivEncodingType KivEncodingTypeQualifierMask = 0xFF00;
-inline constexpr KivEncodingType KivEncodingTypeQualifierConst = 0x100;
-inline constexpr KivEncodingType KivEncodingTypeQualifierIn = 0x200;
-inline constexpr KivEncodingType KivEncodingTypeQualifierInout = 0x400;
-inline constexpr KivEncodingType KivEncodingTypeQualifierOut = 0x800;
-inline constexpr KivEncodingType KivEncodingTypeQualifierBycopy = 0x1000;
-inline constexpr KivEncodingType KivEncodingTypeQualifierByref = 0x2000;
-inline constexpr KivEncodingType KivEncodingTypeQualifierOneway = 0x4000;
+inline constexpr KivEncodingType KivEncodingTypeQualifierConst = 0x100;  // "r"
+inline constexpr KivEncodingType KivEncodingTypeQualifierIn = 0x200;  // "n"
+inline constexpr KivEncodingType KivEncodingTypeQualifierInout = 0x400;  // "N"
+inline constexpr KivEncodingType KivEncodingTypeQualifierOut = 0x800;  // "o"
+inline constexpr KivEncodingType KivEncodingTypeQualifierBycopy = 0x1000;  // "O"
+inline constexpr KivEncodingType KivEncodingTypeQualifierByref = 0x2000;  // "R"
+inline constexpr KivEncodingType KivEncodingTypeQualifierOneway = 0x4000;  // "V"
 
+// Selects the property attribute bits of a KivEncodingType: one bit for each attribute of the
+// property's attribute text, set by KivProPertyInfo.
 inline constexpr KivEncodingType KivEncodingTypePropertyMask = 0xFF0000;
-inline constexpr KivEncodingType KivEncodingTypePropertyReadonly = 0x10000;
-inline constexpr KivEncodingType KivEncodingTypePropertyCopy = 0x20000;
-inline constexpr KivEncodingType KivEncodingTypePropertyRetain = 0x40000;
-inline constexpr KivEncodingType KivEncodingTypePropertyNonatomic = 0x80000;
-inline constexpr KivEncodingType KivEncodingTypePropertyWeak = 0x100000;
-inline constexpr KivEncodingType KivEncodingTypePropertyCustomGetter = 0x200000;
-inline constexpr KivEncodingType KivEncodingTypePropertyCustomSetter = 0x400000;
-inline constexpr KivEncodingType KivEncodingTypePropertyDynamic = 0x800000;
+inline constexpr KivEncodingType KivEncodingTypePropertyReadonly = 0x10000;  // "R"
+inline constexpr KivEncodingType KivEncodingTypePropertyCopy = 0x20000;  // "C"
+inline constexpr KivEncodingType KivEncodingTypePropertyRetain = 0x40000;  // "&"
+inline constexpr KivEncodingType KivEncodingTypePropertyNonatomic = 0x80000;  // "N"
+inline constexpr KivEncodingType KivEncodingTypePropertyWeak = 0x100000;  // "W"
+inline constexpr KivEncodingType KivEncodingTypePropertyCustomGetter = 0x200000;  // "G" and the getter's name
+inline constexpr KivEncodingType KivEncodingTypePropertyCustomSetter = 0x400000;  // "S" and the setter's name
+inline constexpr KivEncodingType KivEncodingTypePropertyDynamic = 0x800000;  // "D"
 
 // The type code and qualifier bits of a type encoding. Leading qualifier characters (r n N o O R
 // V, in any order and repeated) set their bits; the first other character alone decides the type

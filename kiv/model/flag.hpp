@@ -12,12 +12,16 @@ namespace kiv {
 
 class KivFlag {
  public:
+  // The two words of bits (see above).
+
   std::uint64_t flag1() const noexcept { return words_[0]; }
   std::uint64_t flag2() const noexcept { return words_[1]; }
 
-  // Bit `index & 63` of flag2 when the index is above 63, else of flag1.
+  // Equal when both words are.
   friend bool operator==(const KivFlag&, const KivFlag&) = default;
 
+  // Whether the index's bit is set: bit `index & 63` of flag2 when the index is above 63, else of
+  // flag1.
   bool needMergeAt(std::int64_t index) const noexcept {
     return (words_[wordOf(index)] >> (index & 63)) & 1;
   }
@@ -28,6 +32,7 @@ class KivFlag {
 
   // Which word and which bit an index uses; shared with the setters' recording slots.
   static constexpr int wordOf(std::int64_t index) noexcept { return index > 63 ? 1 : 0; }
+  // The index's bit within its word, as a mask.
   static constexpr std::uint64_t maskOf(std::int64_t index) noexcept {
     return std::uint64_t{1} << (index & 63);
   }

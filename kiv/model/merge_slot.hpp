@@ -29,8 +29,10 @@ class MergeSlot {
     word_.store(static_cast<std::uint8_t>(KivFlag::wordOf(mergeIndex)), std::memory_order_relaxed);
     mask_.store(KivFlag::maskOf(mergeIndex), std::memory_order_release);
   }
+  // Whether the slot has been armed, so that mark() sets a bit.
   bool isArmed() const noexcept { return mask_.load(std::memory_order_acquire) != 0; }
 
+  // Sets the armed bit in `flag`; sets nothing while the slot is unarmed.
   void mark(KivFlag& flag) const noexcept {
     const std::uint64_t mask = mask_.load(std::memory_order_acquire);
     flag.words_[word_.load(std::memory_order_relaxed)] |= mask;

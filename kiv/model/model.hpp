@@ -101,6 +101,7 @@ class KivModel : public Object {
 
   // --- Merge flags and descriptor access ----------------------------------------------------
 
+  // The object's merge flags: which of its properties have been set (see above).
   const KivFlag& kivFlag() const noexcept { return flag_; }
 
   // Sets one property from a value, through its setter:
@@ -174,6 +175,7 @@ class KivModel : public Object {
   // Records the class of an object under construction. Every model class has one (KIV_MODEL)
   // and each is initialised with its class's members, so the most derived class stamps last.
   struct ClassStamp {
+    // Stamps `cls` as the class of `model`.
     ClassStamp(KivModel* model, const ModelClass& cls) noexcept { model->class_ = &cls; }
   };
 

@@ -22,11 +22,16 @@ namespace kiv {
 class KivClassInfo;
 class KivModel;
 
-// The class-level hooks of one model class, as the record calls them.
+// The class-level hooks of one model class, as the record calls them: each calls the static
+// member named below, the class's own or the nearest superclass's.
 struct ModelHooks {
+  // Calls kiv_jsonKeyPathsByProperty.
   Dictionary (*jsonKeyPathsByProperty)();
+  // Calls kiv_key.
   Value (*key)();
+  // Calls kiv_dbStoreProperty.
   Array (*dbStoreProperty)();
+  // Calls kiv_valueTransform.
   Dictionary (*valueTransform)();
   // Only for classes that declare kiv_finishedModel (themselves or through a superclass other
   // than KivModel); null otherwise.
@@ -40,10 +45,12 @@ struct ModelHooks {
 // kStop the process then stops with an assertion. The default is kStop in builds without NDEBUG,
 // kLog otherwise.
 enum class KivHookNameCheck { kLog, kStop };
+// Sets how hook names are reported from now on (for classes described after the call).
 void setKivHookNameCheck(KivHookNameCheck check) noexcept;
 
 class ModelClass : public Class {
  public:
+  // Makes a new model of the class (see create()).
   using Create = Ref<KivModel> (*)();
 
   // `create` may be null for a class without instances. `name`, `qualifiedName` and `properties`
@@ -73,7 +80,9 @@ class ModelClass : public Class {
   // superclasses"), see KivHookNameCheck.
   const KivClassInfo& kiv_classInfo() const;
 
-  // The hooks (defaults in KivModel).
+  // The class's hooks (see KivModel for what each answers and for the defaults). Each is the
+  // class's own static member or the nearest superclass's, called afresh on every use.
+
   Dictionary kiv_jsonKeyPathsByProperty() const { return hooks_.jsonKeyPathsByProperty(); }
   Value kiv_key() const { return hooks_.key(); }
   Array kiv_dbStoreProperty() const { return hooks_.dbStoreProperty(); }
@@ -87,6 +96,8 @@ class ModelClass : public Class {
   // Whether the class (or a superclass) declares kiv_modelWithDictionary, which KivModel itself
   // does not; calling it on a class that does not gives absent.
   bool respondsToModelWithDictionary() const noexcept { return hooks_.modelWithDictionary != nullptr; }
+  // The model that the class's kiv_modelWithDictionary makes of `dictionary`; absent when the
+  // class does not declare it.
   Value kiv_modelWithDictionary(const Value& dictionary) const {
     return hooks_.modelWithDictionary ? hooks_.modelWithDictionary(dictionary) : Value();
   }

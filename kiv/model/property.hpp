@@ -37,10 +37,13 @@ struct PropertyAccessors {
 };
 
 struct Property {
+  // The declared name.
   const char* name = nullptr;
+  // The attribute text, its entries separated by commas (see copyAttributeList); null for none.
   const char* attributes = nullptr;
   // The generated setter's recording slot; null for a read-only property, which has no setter.
   MergeSlot* mergeSlot = nullptr;
+  // Access to the property's value on an object of the declaring class.
   PropertyAccessors accessors;
   // For an array of models (std::vector<Ref<T>>), T's record; null otherwise. A function, as T
   // may still be incomplete where the property is declared.
@@ -49,8 +52,8 @@ struct Property {
 
 // One entry of an attribute text: its name character and its value ("T" and "@\"String\"").
 struct PropertyAttribute {
-  char name;
-  std::string_view value;
+  char name;  // the entry's first character, such as 'T', 'R' or 'V'
+  std::string_view value;  // the rest of the entry, possibly empty
 };
 
 // The attribute text split at commas outside double quotes, in order; empty for no text. The

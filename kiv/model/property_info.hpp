@@ -27,11 +27,13 @@ namespace kiv {
 
 class KivProPertyInfo : public Object {
  public:
+  // Stores a Value into the property of `model` (see PropertyAccessors::set).
   using SetterImp = void (*)(KivModel& model, const Value& value);
 
   // The descriptor of `property`, declared by `cls`.
   KivProPertyInfo(const Property& property, const Class& cls);
 
+  // The runtime's record of the property.
   const Property& property() const noexcept { return *property_; }
   // Type code, qualifier bits and property attribute bits.
   KivEncodingType type() const noexcept { return type_; }
@@ -43,7 +45,11 @@ class KivProPertyInfo : public Object {
   const Class* elementClass() const noexcept {
     return property_->elementClass ? &property_->elementClass() : nullptr;
   }
+  // The getter's selector: the custom getter name ("G"), else the property's name; null when the
+  // property has neither.
   Selector getter() const noexcept { return getter_; }
+  // The setter's selector: the custom setter name ("S"), else "set" + the capitalised name + ":";
+  // null when the property has no name and no custom setter.
   Selector setter() const noexcept { return setter_; }
   // The setter's own store, without merge recording; null for a read-only property and for one
   // with a custom setter name.

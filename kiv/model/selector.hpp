@@ -23,9 +23,12 @@ class Selector {
 
   // The name; empty for the null selector.
   std::string_view name() const noexcept { return name_ ? std::string_view(*name_) : std::string_view(); }
+  // Whether this is a named selector, not the null one.
   explicit operator bool() const noexcept { return name_ != nullptr; }
 
+  // Equal when made from equal text (or both null).
   friend bool operator==(Selector a, Selector b) noexcept { return a.name_ == b.name_; }
+  // A hash of the selector's identity, consistent with ==.
   std::size_t hash() const noexcept { return std::hash<const void*>()(name_); }
 
  private:
@@ -36,9 +39,15 @@ class Selector {
 
 }  // namespace kiv
 
+namespace std {
+
+// Hashes selectors by identity, so that they can key unordered containers.
 template <>
-struct std::hash<kiv::Selector> {
+struct hash<kiv::Selector> {
+  // The selector's own hash(), consistent with ==.
   std::size_t operator()(kiv::Selector s) const noexcept { return s.hash(); }
 };
+
+}  // namespace std
 
 #endif  // KIV_MODEL_SELECTOR_HPP_

@@ -19,6 +19,8 @@ namespace kiv {
 template <class View>
 struct ValueKind;
 
+// Declares the ValueKind of `View`: kName, its class name; kMutable, whether the view is of a
+// mutable container; and from(value), the Value read as the view.
 #define KIV_VALUE_KIND(View, isMutableKind)                              \
   template <>                                                           \
   struct ValueKind<View> {                                              \
@@ -26,6 +28,8 @@ struct ValueKind;
     static constexpr bool kMutable = isMutableKind;                     \
     static View from(const Value& value) { return value.as##View(); }   \
   }
+
+// The value kinds: each typed view, and whether it is a mutable container.
 
 KIV_VALUE_KIND(String, false);
 KIV_VALUE_KIND(Number, false);
@@ -38,6 +42,7 @@ KIV_VALUE_KIND(MutableDictionary, true);
 
 #undef KIV_VALUE_KIND
 
+// Whether T is one of the typed views above.
 template <class T>
 concept IsValueKind = requires { ValueKind<T>::kName; };
 
