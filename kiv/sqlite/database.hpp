@@ -65,12 +65,14 @@ using SqArgumentList = std::span<const Value>;
 template <class T>
 concept SqArgument = std::constructible_from<Value, const T&>;
 
-// The statement cache: SQL text -> the statements prepared for it (one per result set alive at
-// once). Looked up by string_view without copying the text.
+// The hash of the statement cache's SQL texts. It is transparent, so the cache is looked up by
+// string_view without copying the text.
 struct SqQueryHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view text) const noexcept;
+  using is_transparent = void;  // lets lookups take a string_view
+  std::size_t operator()(std::string_view text) const noexcept;  // a hash of the text's bytes
 };
+// The statement cache: SQL text -> the statements prepared for it (one per result set alive at
+// once).
 using SqStatementCache =
     std::unordered_map<std::string, std::vector<Ref<SqStatement>>, SqQueryHash, std::equal_to<>>;
 
@@ -88,7 +90,10 @@ class SqDatabase : public Object {
   // A connection to the file at `path`, not yet open. An absent path means a private in-memory
   // database, "" a temporary on-disk one. Stops the process when SQLite is not thread-safe.
   explicit SqDatabase(const String& path = String());
+  // The same connection, owned by a Ref: the way to make one, as result sets hold their
+  // connection by Ref.
   static Ref<SqDatabase> databaseWithPath(const String& path = String());
+  // Closes the connection (see close).
   ~SqDatabase() override;
 
   // The path as SQLite gets it: ":memory:" for an absent path.
@@ -111,36 +116,59 @@ class SqDatabase : public Object {
 
   // --- Accessors --------------------------------------------------------------------------------
 
+  // The path given at creation: absent for a private in-memory database.
   const String& databasePath() const noexcept { return databasePath_; }
   // The SQLite handle; nullptr while closed.
   sqlite3* sqliteHandle() const noexcept { return db_; }
-  // Log failures (default true).
+
+  // Whether failures are logged (default true).
+
   bool logsErrors() const noexcept { return logsErrors_; }
   void setLogsErrors(bool flag) noexcept { logsErrors_ = flag; }
-  // Stop the process when a statement fails to prepare (default false).
+
+  // Whether a statement that fails to prepare stops the process (default false).
+
   bool crashOnErrors() const noexcept { return crashOnErrors_; }
   void setCrashOnErrors(bool flag) noexcept { crashOnErrors_ = flag; }
-  // Log every statement and bound argument (default false).
+
+  // Whether every statement and bound argument is logged (default false).
+
   bool traceExecution() const noexcept { return traceExecution_; }
   void setTraceExecution(bool flag) noexcept { traceExecution_ = flag; }
+
   // A mark for the owners of pools; nothing else reads it.
+
   bool checkedOut() const noexcept { return checkedOut_; }
   void setCheckedOut(bool flag) noexcept { checkedOut_ = flag; }
-  // Cache prepared statements by SQL text (default false). Turning it off drops the cache; its
-  // statements are finalized when their last holder lets go of them. (Kept statements, below, are
-  // another store.)
+
+  // Whether prepared statements are cached by SQL text (default false). Turning it on makes an
+  // empty cache when there is none; turning it off drops the cache, whose statements are
+  // finalized when their last holder lets go of them. (Kept statements, below, are another
+  // store.)
+
   bool shouldCacheStatements() const noexcept { return shouldCacheStatements_; }
   void setShouldCacheStatements(bool flag);
+
   // The cache itself; nullptr while caching is off.
   const std::shared_ptr<SqStatementCache>& cachedStatements() const noexcept { return cachedStatements_; }
+  // Puts another cache (or none) in place of this one, whatever shouldCacheStatements says: the
+  // queries and updates use the cache that is set. Its statements must be this connection's.
   void setCachedStatements(std::shared_ptr<SqStatementCache> cache) { cachedStatements_ = std::move(cache); }
+
   // How long (seconds) to retry while the database is locked elsewhere, about every 50 ms;
-  // default 2. 0 or less: no retrying, a locked database fails at once.
+  // default 2. 0 or less: no retrying, a locked database fails at once. Setting it on an open
+  // connection installs or removes the busy handler at once.
+
   double maxBusyRetryTimeInterval() const noexcept { return maxBusyRetryTimeInterval_; }
   void setMaxBusyRetryTimeInterval(double seconds);
-  // Kept only to tell callers to use maxBusyRetryTimeInterval: both log; the getter returns -1.
+
+  // Kept only to tell callers to use maxBusyRetryTimeInterval: both log; the getter returns -1
+  // and the setter does nothing.
+
   int busyRetryTimeout() const;
   void setBusyRetryTimeout(int timeout);
+
+  // Whether a result set handed out by the connection is still open.
   bool hasOpenResultSets() const noexcept { return !openResultSets_.empty(); }
   // Whether a transaction begun by beginTransaction (or its deferred form) is open. Follows SQLite
   // after failures: a statement or commit that failed so badly that SQLite rolled the transaction
@@ -152,23 +180,33 @@ class SqDatabase : public Object {
 
   // --- Library ----------------------------------------------------------------------------------
 
+  // The SQLite library's version text (sqlite3_libversion), such as "3.46.1".
   static std::string sqliteLibVersion();
+  // Whether the SQLite library was built thread-safe; connections cannot be made otherwise.
   static bool isSQLiteThreadSafe();
-  // "2.3", and the same as the number 0x230.
+  // The version of this layer: "2.3".
   static std::string SqDBUserVersion();
+  // The same version as a number: 0x230.
   static std::uint32_t SqDBVersion();
 
   // --- Errors -----------------------------------------------------------------------------------
 
+  // SQLite's message and result code for the connection's last call (sqlite3_errmsg,
+  // sqlite3_errcode).
+
   std::string lastErrorMessage() const;
   int lastErrorCode() const;
+
   // Whether the last result code is an error (1 to 99; SQLITE_ROW and SQLITE_DONE are not).
   bool hadError() const;
   // {"SqDatabase", the last result code, message}.
   Error errorWithMessage(std::string_view message) const;
+  // errorWithMessage(lastErrorMessage()): the last failure as an Error.
   Error lastError() const;
+
   // SQLite's last insert row id and change count; 0 while closed, and (logged) while a statement
   // executes.
+
   std::int64_t lastInsertRowId();
   int changes();
 
@@ -194,13 +232,20 @@ class SqDatabase : public Object {
   static DateFormatter storeableDateFormat(std::string_view format);
   // Dates bind as the formatter's text and read back through it; nullopt: as seconds since 1970.
   void setDateFormat(std::optional<DateFormatter> format) { dateFormat_ = std::move(format); }
+  // Whether a date format is set.
   bool hasDateFormatter() const noexcept { return dateFormat_.has_value(); }
+  // The date format's formatter; nullptr without one.
   const DateFormatter* dateFormat() const noexcept { return dateFormat_ ? &*dateFormat_ : nullptr; }
-  // Through the formatter; absent without one.
+
+  // Converts through the formatter; absent without one.
+
   Date dateFromString(std::string_view text) const;
   String stringFromDate(const Date& date) const;
 
-  // --- Encryption: not in this build; these return false and do nothing -------------------------
+  // --- Encryption -------------------------------------------------------------------------------
+
+  // Setting or changing the key of an encrypted database: not in this build. Each returns false
+  // and does nothing.
 
   bool setKey(std::string_view key);
   bool rekey(std::string_view key);
@@ -359,14 +404,21 @@ class SqDatabase : public Object {
   // "pragma table_info('<table>')": cid, name, type, notnull, dflt_value, pk per column. The
   // name is put between quotes as it stands.
   Ref<SqResultSet> getTableSchema(std::string_view tableName);
-  // Whether the table has the column, both names in any letter case. Note the argument orders.
+  // Whether the table has the column, both names in any letter case; false when the table's
+  // schema cannot be read. Note the argument orders.
+
   bool columnExistsInTableWithName(std::string_view columnName, std::string_view tableName);
   bool columnExistsColumnName(std::string_view tableName, std::string_view columnName);
-  // The file header's application id and user version; 0 when they cannot be read.
+
+  // The file header's application id and user version (pragma application_id, user_version);
+  // 0 when they cannot be read. All 32 bits are kept. A failure to set one is logged, and the
+  // header stays as it was.
+
   std::uint32_t applicationID();
   void setApplicationID(std::uint32_t applicationID);
   std::uint32_t userVersion();
   void setUserVersion(std::uint32_t version);
+
   // Whether the SQL compiles (it is not run). On failure `*outError` gets {"NSCocoaErrorDomain",
   // lastErrorCode, lastErrorMessage}.
   [[nodiscard]] bool validateSQL(std::string_view sql, Error* outError = nullptr);

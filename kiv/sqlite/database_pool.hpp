@@ -46,21 +46,37 @@ class SqDatabasePool : public Object {
   // A pool of connections to `path` (see SqDatabase), opened with the flags as needed. Opens
   // nothing yet.
   explicit SqDatabasePool(const String& path = String(), int openFlags = kSqDefaultOpenFlags);
+  // The same pool, owned by a Ref.
   static Ref<SqDatabasePool> databasePoolWithPath(const String& path = String(), int openFlags = kSqDefaultOpenFlags);
+
+  // The path of the file; read and set from any thread. Connections made after a change use the
+  // new path; those already made keep theirs.
 
   String path() const;
   void setPath(const String& path);
+
+  // The flags that every connection is opened with.
   int openFlags() const noexcept { return openFlags_; }
-  // Not owned: it must outlive the pool, or be reset before it goes away.
+
+  // Not owned: it must outlive the pool, or be reset before it goes away. Set it before the pool
+  // is shared between threads.
+
   SqDatabasePoolDelegate* delegate() const noexcept { return delegate_; }
   void setDelegate(SqDatabasePoolDelegate* delegate) noexcept { delegate_ = delegate; }
-  // At most this many connections exist at once; 0 (the default) means no limit.
+
+  // At most this many connections exist at once; 0 (the default) means no limit. Set it before
+  // the pool is shared between threads.
+
   std::size_t maximumNumberOfDatabasesToCreate() const noexcept { return maximumNumberOfDatabasesToCreate_; }
   void setMaximumNumberOfDatabasesToCreate(std::size_t maximum) noexcept { maximumNumberOfDatabasesToCreate_ = maximum; }
+
+  // How many connections are idle in the pool, handed out, and both together; counted on the
+  // pool's queue, so they may change as soon as they are read.
 
   std::size_t countOfCheckedInDatabases();
   std::size_t countOfCheckedOutDatabases();
   std::size_t countOfOpenDatabases();
+
   // Forgets every connection; they close when their last holder lets go of them.
   void releaseAllDatabases();
 
@@ -72,8 +88,11 @@ class SqDatabasePool : public Object {
   template <class Block>
     requires std::invocable<Block&, SqDatabase&>
   auto inDatabase(Block&& block);
+
   // As SqDatabaseQueue's forms, on a connection of the caller's own; the savepoint names count
-  // "savePoint<n>" across all pools of the process.
+  // "savePoint<n>" across all pools of the process. When no connection can be handed out, a
+  // transaction's block gets nullptr, and inSavePoint runs nothing and returns nothing.
+
   void inTransaction(const SqTransactionBlock& block);
   void inDeferredTransaction(const SqTransactionBlock& block);
   [[nodiscard]] std::optional<Error> inSavePoint(const SqTransactionBlock& block);

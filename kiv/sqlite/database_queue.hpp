@@ -40,8 +40,13 @@ class SqDatabaseQueue : public Object {
                                                     int openFlags = kSqDefaultOpenFlags,
                                                     DatabaseClass databaseClass = &SqDatabase::databaseWithPath);
 
+  // The path that the connection is reopened with after close(). Setting it is not
+  // synchronised: do it before the queue is shared between threads.
+
   const String& path() const noexcept { return path_; }
   void setPath(const String& path) { path_ = path; }
+
+  // The flags that the connection is opened and reopened with.
   int openFlags() const noexcept { return openFlags_; }
   // The class of the first connection; reopened connections are always plain SqDatabase.
   DatabaseClass databaseClass() const noexcept { return databaseClass_; }
@@ -55,10 +60,13 @@ class SqDatabaseQueue : public Object {
   template <class Block>
     requires std::invocable<Block&, SqDatabase&>
   auto inDatabase(Block&& block);
+
   // Runs the block inside an exclusive (or deferred) transaction: commits afterwards, or rolls
   // back when the block set *rollback. The results of begin, commit and rollback are ignored.
+
   void inTransaction(const SqTransactionBlock& block);
   void inDeferredTransaction(const SqTransactionBlock& block);
+
   // Runs the block inside a savepoint named "savePoint<n>" (n counts across all queues of the
   // process); see SqDatabase::inSavePoint.
   [[nodiscard]] std::optional<Error> inSavePoint(const SqTransactionBlock& block);

@@ -33,9 +33,12 @@ class SqDatabase;
 class SqResultSet : public Object {
  public:
   // A result set over the statement, made by the connection; marks the statement in use.
+
   static Ref<SqResultSet> resultSetWithStatement(const Ref<SqStatement>& statement,
                                                  const Ref<SqDatabase>& parentDatabase);
   SqResultSet(Ref<SqStatement> statement, Ref<SqDatabase> parentDatabase);
+
+  // Closes the result set (see close).
   ~SqResultSet() override;
 
   // Steps to the next row: true on a row. When the rows run out or the step fails (logged,
@@ -46,6 +49,7 @@ class SqResultSet : public Object {
   // Resets and lets go of the statement, tells the connection, lets go of it. Harmless twice.
   void close();
 
+  // How many columns the statement yields; 0 once closed.
   int columnCount() const;
   // The column's name as SQLite gives it; absent for a bad index.
   String columnNameForIndex(int columnIndex) const;
@@ -73,48 +77,80 @@ class SqResultSet : public Object {
   std::int64_t longForColumn(std::string_view columnName);
   long long longLongIntForColumnIndex(int columnIndex) const;
   long long longLongIntForColumn(std::string_view columnName);
+
   // The 64-bit integer's bits, unsigned.
+
   unsigned long long unsignedLongLongIntForColumnIndex(int columnIndex) const;
   unsigned long long unsignedLongLongIntForColumn(std::string_view columnName);
-  // The integer is not 0.
+
+  // Whether the column's int (as intForColumnIndex reads it) is not 0.
+
   bool boolForColumnIndex(int columnIndex) const;
   bool boolForColumn(std::string_view columnName);
+
+  // The column as a double, as SQLite converts it (text is read as a number, NULL as 0).
+
   double doubleForColumnIndex(int columnIndex) const;
   double doubleForColumn(std::string_view columnName);
+
   // The column's text; absent for NULL.
+
   String stringForColumnIndex(int columnIndex) const;
   String stringForColumn(std::string_view columnName);
+
   // Parsed by the connection's date formatter when it has one, else the number as seconds since
   // 1970; absent for NULL.
+
   Date dateForColumnIndex(int columnIndex) const;
   Date dateForColumn(std::string_view columnName);
+
   // A copy of the blob; absent for NULL and for a zero-length blob.
+
   Data dataForColumnIndex(int columnIndex) const;
   Data dataForColumn(std::string_view columnName);
+
   // The blob's own bytes, not copied: valid until the next next(), reset or close. Nothing for
   // NULL and for a zero-length blob.
+
   std::optional<std::string_view> dataNoCopyForColumnIndex(int columnIndex) const;
   std::optional<std::string_view> dataNoCopyForColumn(std::string_view columnName);
+
   // SQLite's own text, with the same lifetime; nullptr for NULL.
+
   const char* UTF8StringForColumnIndex(int columnIndex) const;
   const char* UTF8StringForColumnName(std::string_view columnName);
+
+  // Whether the column is NULL; true for a bad index and with no current row.
+
   bool columnIndexIsNull(int columnIndex) const;
   bool columnIsNull(std::string_view columnName);
+
   // The column as a Value: INTEGER a 64-bit number, FLOAT a double, BLOB data, TEXT a string;
-  // NULL and a zero-length blob give the null.
+  // NULL and a zero-length blob give the null. The subscripts are the same by index or name.
+
   Value objectForColumnIndex(int columnIndex) const;
   Value objectForColumnName(std::string_view columnName);
   Value operator[](int columnIndex) { return objectForColumnIndex(columnIndex); }
   Value operator[](std::string_view columnName) { return objectForColumnName(columnName); }
 
   // --- Accessors ---
+
+  // The SQL text of the query, as the connection set it.
+
   const std::string& query() const noexcept { return query_; }
   void setQuery(std::string_view query) { query_ = query; }
+
+  // The statement being read; nullptr once closed.
+
   const Ref<SqStatement>& statement() const noexcept { return statement_; }
   void setStatement(Ref<SqStatement> statement) { statement_ = std::move(statement); }
+
+  // The connection that handed the result set out, kept alive by it; nullptr once closed.
+
   const Ref<SqDatabase>& parentDB() const noexcept { return parentDB_; }
   void setParentDB(Ref<SqDatabase> parentDB);
 
+  // "<SqResultSet: 0x...>".
   std::string description() const override;
 
  private:

@@ -23,23 +23,33 @@ class DateFormatter;
 
 class SqStatement : public Object {
  public:
+  // Takes ownership of the prepared handle (or of none).
   explicit SqStatement(sqlite3_stmt* statement = nullptr) : statement_(statement) {}
+  // Finalizes the handle (see close).
   ~SqStatement() override;
 
   // The prepared-statement handle; null once closed.
   sqlite3_stmt* statement() const noexcept { return statement_; }
+  // Takes ownership of another handle in place of the current one, which is not finalized;
+  // parameter names and count are read again from the new one.
   void setStatement(sqlite3_stmt* statement) noexcept {
     statement_ = statement;
     parameterNames_.clear();
     parameterCount_ = -1;
   }
+
   // The SQL text the statement is cached under.
+
   const std::string& query() const noexcept { return query_; }
   void setQuery(std::string_view query) { query_ = query; }
+
   // How many times the statement was handed out.
+
   std::int64_t useCount() const noexcept { return useCount_; }
   void setUseCount(std::int64_t useCount) noexcept { useCount_ = useCount; }
+
   // Whether a result set is reading the statement (the cache does not hand it out meanwhile).
+
   bool inUse() const noexcept { return inUse_; }
   void setInUse(bool inUse) noexcept { inUse_ = inUse; }
 

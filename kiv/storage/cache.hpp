@@ -28,6 +28,7 @@ class KivCache {
  public:
   // No database.
   KivCache();
+  // Not copyable: a cache owns its key cache and its hold on the database.
   KivCache(const KivCache&) = delete;
   KivCache& operator=(const KivCache&) = delete;
 
@@ -47,6 +48,7 @@ class KivCache {
 
   // Placeholders for a cache of objects by class, which this cache does not have: the read
   // always gives absent, the save does nothing.
+
   Value localCacheForClass(const ModelClass& cls);
   void saveCache(const Value& object, const ModelClass& cls);
 

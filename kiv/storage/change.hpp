@@ -27,6 +27,7 @@
 
 namespace kiv {
 
+// What one committed write changed in the table of a class, as observers receive it.
 struct KivChange {
   // The class whose table changed; null when the tables of every class may have changed (a
   // version change, obsolete tables dropped).
@@ -39,6 +40,7 @@ struct KivChange {
   bool unnamedRowsChanged = false;
 };
 
+// An observer: called with each change of the classes it observes (see above for where and when).
 using KivChangeObserver = std::function<void(const KivChange& change)>;
 
 class ChangeObservers;
@@ -47,14 +49,21 @@ class ChangeObservers;
 class KivObservation {
  public:
   KivObservation() = default;
+  // Removes the observer (see reset).
   ~KivObservation() { reset(); }
+
+  // Moving hands the observer over: the moved-from observation observes nothing. Assigning first
+  // removes the observer that this one kept.
+
   KivObservation(KivObservation&& other) noexcept = default;
   KivObservation& operator=(KivObservation&& other) noexcept;
+
   KivObservation(const KivObservation&) = delete;
   KivObservation& operator=(const KivObservation&) = delete;
 
   // Removes the observer now (see above); harmless when it is gone already.
   void reset();
+  // Whether the observation keeps an observer (false when default-made, moved from or reset).
   explicit operator bool() const noexcept { return static_cast<bool>(observers_); }
 
  private:

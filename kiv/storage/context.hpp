@@ -40,6 +40,7 @@ class KivContext {
 
   // A context of its own, with a new storage and no registrations.
   KivContext() = default;
+  // Not copyable: a context owns its storage.
   KivContext(const KivContext&) = delete;
   KivContext& operator=(const KivContext&) = delete;
 
@@ -67,16 +68,26 @@ class KivContext {
 
   // --- Reads (refused: absent, or null) ---------------------------------------------------------
 
+  // The storage's allModels(), modelWith() and modelsWith() for the type's class; absent (null for
+  // modelWith) when the type is refused.
+
   Array allModels(std::int64_t type);
   Ref<KivModel> modelWith(const Value& keyValue, std::int64_t type);
   Array modelsWith(const Array& keyValues, std::int64_t type);
+
   // The completion is never called when the type is refused.
   void modelWith(const Value& keyValue, std::int64_t type, KivStorage::Completion completion);
-  // No limit.
+  // The storage's modelsQuery() for the type's class, with no limit; absent when the type is
+  // refused.
   Array modelsQuery(std::string_view condition, std::int64_t type);
+  // The same with at most `limit` models (0: no limit).
   Array modelsQuery(std::string_view condition, std::int32_t limit, std::int64_t type);
 
   // --- Typed reads: refused (null or empty) unless T itself is registered ------------------------
+
+  // The storage's typed reads (KivStorage::modelWith<T>() and the others) when T's own class is
+  // registered (registering a superclass is not enough); the completion is never called when T
+  // is refused.
 
   template <DeclaredModel T>
   Ref<T> modelWith(const Value& keyValue) {
@@ -142,9 +153,13 @@ class KivContext {
 
   // --- Deletes and old data ---------------------------------------------------------------------
 
+  // The storage's deleteWith(), deleteWithCondition() and deleteAllWithClass() for the type's
+  // class; nothing happens when the type is refused.
+
   void removeModelWith(const Value& keyValue, std::int64_t type);
   void removeModelWithCondition(std::string_view condition, std::int64_t type);
   void removeAllWithType(std::int64_t type);
+
   // Not checked: drops the obsolete tables that the class map names.
   void clearOldTables();
   // The storage's result, false when the type is refused.

@@ -32,8 +32,9 @@
 //
 // Writes. A row whose key exists is updated with the columns the model sets (the others keep
 // their values); any other row is written whole: the update by key comes first, and one that
-// changes nothing tells that the row is new. Each call's rows are written in order in one transaction, so a key saved twice in one call ends
-// with the later model's columns over the earlier one's. A row whose statement fails (a table or
+// changes nothing tells that the row is new. Each call's rows are written in order in one
+// transaction, so a key saved twice in one call ends with the later model's columns over the
+// earlier one's. A row whose statement fails (a table or
 // column that does not exist, a constraint) is skipped and logged; a failure of the file itself (a
 // full disk, an I/O error, a read-only or damaged file) or of the commit rolls the whole
 // transaction back, so a failed save leaves none of its rows. (Inside a transaction the
@@ -119,12 +120,14 @@ inline constexpr std::size_t kKivDefaultBackgroundWriteLimit = 4096;
 
 class KivStorage {
  public:
+  // What a read with a completion calls with the model it found (null: none).
   using Completion = std::function<void(Ref<KivModel> model)>;
 
   // No database and no class map.
   KivStorage();
   // Waits until every background write has reached the table.
   ~KivStorage();
+  // Not copyable: a storage owns its memory caches, queues and waiting rows.
   KivStorage(const KivStorage&) = delete;
   KivStorage& operator=(const KivStorage&) = delete;
 
@@ -140,7 +143,9 @@ class KivStorage {
   // database they were saved on), then forgets the memory caches (the last one handed out stays
   // reachable as useCache) and checks the version table (ensureTableVersion()).
   void switchDataBase(const Ref<OxSimpleDatabase>& database);
-  // ensureTable() for each model class of the array, in order; other elements are skipped.
+  // ensureTable() for each model class of the array, in order; other elements are skipped. Each
+  // class (and its superclasses) is described first, so that models made before any read or
+  // write keep what was set on them.
   void configDataBase(const Array& classes);
 
   // The class map in use, or null.
@@ -200,16 +205,25 @@ class KivStorage {
   // Blocks until every background write submitted so far has reached the table, and the
   // observers have been told of it.
   void waitUntilBackgroundWritesFinish();
-  // The most rows of single saves that wait to be written (0: no limit); see above.
+
+  // The most rows of single saves that wait to be written (0: no limit); see above. A new limit
+  // applies to the saves that follow; rows already waiting stay queued.
+
   std::size_t backgroundWriteLimit() const;
   void setBackgroundWriteLimit(std::size_t rows);
 
   // --- Typed calls: the class is T's (one that declares its own KIV_MODEL) ------------------------
+  //
+  // Each is the call of the same name above with T::kivClass() as the class. A T's table may hold
+  // models of other classes (a write puts models into the table it is given): the reads hand back
+  // T's only.
 
+  // configDataBase() for the classes of the Ts, in order.
   template <DeclaredModel... T>
   void configDataBase() {
     configDataBase(Array{Value(&T::kivClass())...});
   }
+  // The key's model as a T; null when there is none or it is no T.
   template <DeclaredModel T>
   Ref<T> modelWith(const Value& keyValue) {
     return modelCast<T>(modelWith(keyValue, T::kivClass()));
@@ -222,6 +236,10 @@ class KivStorage {
       completion(modelCast<T>(std::move(model)));
     });
   }
+
+  // What modelsWith(), allModels() and modelsQuery() find, as T's in order; models that are no T
+  // are left out.
+
   template <DeclaredModel T>
   std::vector<Ref<T>> modelsWith(const Array& keyValues) {
     return modelsOf<T>(modelsWith(keyValues, T::kivClass()));
@@ -234,6 +252,9 @@ class KivStorage {
   std::vector<Ref<T>> modelsQuery(std::string_view condition, std::int32_t limit = 0) {
     return modelsOf<T>(modelsQuery(condition, limit, T::kivClass()));
   }
+
+  // setModels() and batchModels() of the T's of a span or a vector, in order.
+
   template <DeclaredModel T>
   void setModels(std::span<const Ref<T>> models) {
     setModels(arrayOf(models));
@@ -262,10 +283,16 @@ class KivStorage {
   }
 
   // --- Deletes (the memory cache keeps its models) ----------------------------------------------
+  //
+  // Each first waits for the background writes queued before it, and tells the observers once
+  // its statement ran; without a database it does nothing.
 
+  // Deletes the row of the key (see "Rows are addressed by key" above); observers get the key in
+  // deletedKeys, whether or not a row had it. Nothing for a class whose kiv_key is empty.
   void deleteWith(const Value& keyValue, const ModelClass& cls);
   // `condition` is an SQL condition written into the statement as it stands.
   void deleteWithCondition(std::string_view condition, const ModelClass& cls);
+  // Deletes every row of the class's table.
   void deleteAllWithClass(const ModelClass& cls);
 
   // --- Old data ---------------------------------------------------------------------------------
@@ -291,7 +318,9 @@ class KivStorage {
 
   // The memory cache most recently handed out, or null.
   MemoryCache* useCache() const;
-  // A collection kept for the application; the storage neither sets nor reads it.
+  // A collection kept for the application; the storage neither sets nor reads it. Any thread may
+  // read and set it.
+
   Ref<OxDbCollection> useTable() const;
   void setUseTable(Ref<OxDbCollection> table);
 
