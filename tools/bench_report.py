@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs the benchmarks that tools/bench_figures.tsv names and writes the benchmark report.
 
-    bench_report.py BUILD_DIR
+    bench_report.py BUILD_DIR                    runs them, then writes the report and chart
+    bench_report.py BUILD_DIR --from-results     writes them again from the last runs' results
 
 BUILD_DIR holds the built benchmark programs (bench/<program>). Each program runs once for all its
 "shared" benchmarks and once more for each "alone" one (a peak of the whole process is only that
@@ -73,19 +74,34 @@ def run_benchmarks(build_dir, lines):
     for old in results_dir.glob("*.json"):
         old.unlink()
     runs = OrderedDict()  # (program, output name) -> benchmark names
+    listed = {}  # program -> the benchmarks it has in this build and with this environment
     for line in lines:
+        if line.program not in listed:
+            listed[line.program] = set(subprocess.run(
+                [str(build_dir / "bench" / line.program), "--benchmark_list_tests=true"],
+                check=True, capture_output=True, text=True).stdout.split())
         for name in (line.kiv, line.baseline_benchmark):
+            if name not in listed[line.program]:
+                continue  # a size left out without KIV_BENCH_LARGE=1: reported as not measured
             if line.run == "shared":
                 runs.setdefault((line.program, line.program), set()).add(name)
             else:
                 runs.setdefault((line.program, f"{line.program}.{re.sub(r'[^A-Za-z0-9]+', '_', name)}"), set()).add(name)
-    medians, contexts = {}, []
     for (program, output), names in runs.items():
         out = results_dir / f"{output}.json"
         print(f"== {program}: {len(names)} benchmark(s) -> {out.name}", flush=True)
         subprocess.run([str(build_dir / "bench" / program), f"--benchmark_filter={regex_of(names)}",
                         f"--benchmark_repetitions={REPETITIONS}", "--benchmark_report_aggregates_only=true",
                         f"--benchmark_out={out}", "--benchmark_out_format=json"], check=True)
+    return read_results(build_dir)
+
+
+def read_results(build_dir):
+    """The runs' results in BUILD_DIR/results, in the order they ran: {program: {benchmark: median
+    entry}} and each run's (program, context)."""
+    medians, contexts = {}, []
+    for out in sorted((build_dir / "results").glob("*.json"), key=lambda path: path.stat().st_mtime):
+        program = out.name.split(".")[0]
         data = json.loads(out.read_text())
         contexts.append((program, data["context"]))
         for entry in data["benchmarks"]:
@@ -226,7 +242,8 @@ def draw_chart(measured, medians, build_dir, date, cpu):
     tics.append((previous, (start + x - 1) / 2))
     data = chart_dir / "ratios.dat"
     data.write_text("\n\n\n".join("\n".join(f"{bx} {r}" for bx, r in bars[lib]) for lib in libraries) + "\n")
-    escape = lambda s: s.replace("\\", "\\\\").replace('"', '\\"')
+    # Labels are gnuplot's enhanced text, where "^" raises (10^5) and "_" would lower.
+    escape = lambda s: s.replace("\\", "\\\\").replace('"', '\\"').replace("_", "\\\\_")
     plots = ", ".join(
         f'"{data}" index {i} using 1:(1):($1-0.45):($1+0.45):($2<1?$2:1):($2<1?1:$2) with boxxyerror '
         f'fillstyle solid 0.85 lc rgb "{COLOURS[i % len(COLOURS)]}" title "{escape(lib)}"'
@@ -240,7 +257,7 @@ set ylabel "Kiv / baseline (log scale; below 1: Kiv takes less)"
 set xrange [-1:{x}]
 set xtics rotate by 40 right font ",8" ({", ".join(f'"{escape(t)}" {p}' for t, p in tics)})
 set grid ytics mytics
-set key top left box opaque
+set key outside right top box
 set bmargin 16
 set arrow from graph 0, first 1 to graph 1, first 1 nohead lw 1.5 lc rgb "black" front
 plot {plots}
@@ -249,12 +266,16 @@ plot {plots}
 
 
 def main():
-    if len(sys.argv) != 2:
+    if len(sys.argv) not in (2, 3) or (len(sys.argv) == 3 and sys.argv[2] != "--from-results"):
         sys.exit(__doc__)
     build_dir = Path(sys.argv[1]).resolve()
     lines = read_figures()
-    medians, contexts = run_benchmarks(build_dir, lines)
-    date = datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
+    if len(sys.argv) == 3:
+        medians, contexts = read_results(build_dir)
+    else:
+        medians, contexts = run_benchmarks(build_dir, lines)
+    began = datetime.datetime.fromisoformat(contexts[0][1]["date"]) if contexts else datetime.datetime.now()
+    date = began.astimezone(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC")
     measured = write_report(lines, medians, build_dir, contexts, date)
     if not measured:
         sys.exit("no figure was measured")

@@ -138,10 +138,16 @@ def declared_name(lines, start):
         if re.search(r"[(;{=]", re.sub(r"^\s*template\s*<.*?>", "", code)):
             break
     code = re.sub(r"^\s*template\s*<.*?>", "", code)
+    code = re.sub(r"\[\[.*?\]\]", "", code)  # attributes such as [[nodiscard]]
+    pointer = re.match(r"[^(]*\(\s*\*\s*(\w+)\s*\)", code)  # a function pointer: Result (*name)(...)
+    if pointer:
+        return pointer.group(1)
     head = re.split(r"[(;{=\[]", code, maxsplit=1)[0]
     operator = re.search(r"operator\s*\S+\s*$", head)
     if operator:
         return operator.group(0).replace(" ", "")
+    while re.search(r"<[^<>]*>", head):  # a specialisation's arguments: classOf<Object> is classOf
+        head = re.sub(r"<[^<>]*>", "", head)
     names = re.findall(r"~?[A-Za-z_]\w*", head)  # a destructor's name keeps its "~"
     return names[-1] if names else ""
 
@@ -190,25 +196,30 @@ def first_sentence(comment_lines):
     return sentence.replace("*/", "* /")
 
 
-def documented_by_file(texts, path):
+def documented_by_file(texts, lines):
     """The lines that define the classes that the file's opening comment names, when no comment
-    of their own stands above them."""
+    of their own stands above them (not inside a macro's body)."""
     names = re.match(r"^//\s*([A-Za-z_][\w ,]*?):", texts[0]) if texts else None
     if not names:
         return []
-    lines = []
+    found = []
     for name in re.split(r",\s*|\s+and\s+", names.group(1)):
         for i, text in enumerate(texts):
-            if re.match(rf"^\s*(class|struct)\s+{re.escape(name)}\b(?!\s*;)", text) and (
+            if re.match(rf"^\s*(class|struct)\s+{re.escape(name)}\b(?!\s*;)", text) and not lines[i].preprocessor and (
                     i == 0 or not COMMENT_LINE.match(texts[i - 1])):
-                lines.append(i)
-    return lines
+                found.append(i)
+    return found
 
 
 def escaped(text):
-    """Comment text with placeholders such as <condition> kept as text, not read as HTML tags."""
+    """Comment text with placeholders such as <condition> kept as text, not read as HTML tags.
+    Code spans and quoted texts are left alone: Doxygen shows them as they stand."""
+    def outside_quotes(part):
+        pieces = part.split('"')
+        pieces[::2] = [re.sub(r"<(/?\w+)>", r"\\<\1\\>", piece) for piece in pieces[::2]]
+        return '"'.join(pieces)
     parts = text.split("`")
-    parts[::2] = [re.sub(r"<(/?\w+)>", r"\\<\1\\>", part) for part in parts[::2]]
+    parts[::2] = [outside_quotes(part) for part in parts[::2]]
     return "`".join(parts)
 
 
@@ -219,7 +230,7 @@ def as_doc(text, marker="///"):
 def filtered(texts, path):
     lines = analysed(texts)
     out = list(texts)
-    for i in documented_by_file(texts, path):
+    for i in documented_by_file(texts, lines):
         out[i] = f"/** @copydoc {path} */ {texts[i]}"
     # The file's opening comment documents the file.
     header = 0

@@ -90,12 +90,14 @@ class OxDbCollection : public Object {
   // keys of the first row: a later row that lacks one binds SQL NULL for it, and keys that only
   // later rows have are ignored.
 
-  // insertOrReplaceUseMultiSQL("INSERT" or "REPLACE", { row }).
+  // insertOrReplaceUseMultiSQL("INSERT" or "REPLACE", { row }) for insert and upsert, and with
+  // `rows` for batchInsert and batchUpsert.
+
   [[nodiscard]] bool insert(const Dictionary& row);
   [[nodiscard]] bool upsert(const Dictionary& row);
-  // insertOrReplaceUseMultiSQL("INSERT" or "REPLACE", rows).
   [[nodiscard]] bool batchInsert(const std::vector<Dictionary>& rows);
   [[nodiscard]] bool batchUpsert(const std::vector<Dictionary>& rows);
+
   // <verb> INTO T (a,b) VALUES (:a, :b), run once per row inside one block on the queue, not in a
   // transaction (callers that want all or nothing wrap the call in beginTransaction and
   // commitTransaction). Returns the last row's result: earlier failures do not stop the loop and

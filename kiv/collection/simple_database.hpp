@@ -110,9 +110,11 @@ class OxSimpleDatabase : public Object {
   OxDbRows executeQueryWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
 
   // Whether the statement ran; arguments as for the queries.
+
   [[nodiscard]] bool executeUpdate(std::string_view sql);
   [[nodiscard]] bool executeUpdateWithArgumentsInArray(std::string_view sql, const Array& arguments);
   [[nodiscard]] bool executeUpdateWithParameterDictionary(std::string_view sql, const Dictionary& arguments);
+
   // Runs the statements, joined by ";", as one text inside one counted transaction
   // (beginTransaction ... commitTransaction); returns whether all of them ran.
   [[nodiscard]] bool executeUpdates(const std::vector<std::string>& sqls);

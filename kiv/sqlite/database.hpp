@@ -346,10 +346,13 @@ class SqDatabase : public Object {
   [[nodiscard]] bool beginDeferredTransaction();  // "begin deferred transaction"
   [[nodiscard]] bool commit();
   [[nodiscard]] bool rollback();
-  // Savepoint names are quoted ("'" doubled). On failure `*outError` gets lastError().
+  // Start, release or roll back to a savepoint. Savepoint names are quoted ("'" doubled). On
+  // failure `*outError` gets lastError().
+
   [[nodiscard]] bool startSavePointWithName(std::string_view name, Error* outError = nullptr);
   [[nodiscard]] bool releaseSavePointWithName(std::string_view name, Error* outError = nullptr);
   [[nodiscard]] bool rollbackToSavePointWithName(std::string_view name, Error* outError = nullptr);
+
   // Runs the block inside a savepoint named "dbSavePoint<n>" (n counts process-wide); rolls back
   // to it when the block sets *rollback, then releases it. Returns the last failure, if any.
   [[nodiscard]] std::optional<Error> inSavePoint(const std::function<void(bool* rollback)>& block);
