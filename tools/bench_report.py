@@ -259,6 +259,7 @@ set xtics rotate by 40 right font ",8" ({", ".join(f'"{escape(t)}" {p}' for t, p
 set grid ytics mytics
 set key outside right top box
 set bmargin 16
+set lmargin 18
 set arrow from graph 0, first 1 to graph 1, first 1 nohead lw 1.5 lc rgb "black" front
 plot {plots}
 """)
