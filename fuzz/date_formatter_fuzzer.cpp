@@ -24,7 +24,7 @@
 
 #include "fuzz/fuzz_support.hpp"
 #include "kiv/foundation/date_formatter.hpp"
-#include "kiv/foundation/lenient_number.hpp"
+#include "kiv/foundation/internal/lenient_number.hpp"
 
 namespace kiv::fuzz {
 namespace {

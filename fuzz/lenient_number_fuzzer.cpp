@@ -11,7 +11,7 @@
 #include <string>
 
 #include "fuzz/fuzz_support.hpp"
-#include "kiv/foundation/lenient_number.hpp"
+#include "kiv/foundation/internal/lenient_number.hpp"
 #include "kiv/foundation/number.hpp"
 #include "kiv/foundation/string.hpp"
 
