@@ -1,5 +1,6 @@
 #include "kiv/mapping/transform_value.hpp"
 
+#include <cmath>
 #include <typeinfo>
 
 #include "kiv/foundation/array.hpp"
@@ -106,7 +107,8 @@ Value KivAdapterArrayTansFormValue::encodeValue(const Value& value) const {
 
 Value KivDateTransformValue::decodeValue(const Value& value) const {
   if (!value.isNumber() && !value.isString()) return Value();
-  return Value::date(value.doubleValue());
+  const double seconds = value.doubleValue();
+  return std::isfinite(seconds) ? Value::date(seconds) : Value();
 }
 
 Value KivDateTransformValue::encodeValue(const Value& value) const {

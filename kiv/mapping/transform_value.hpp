@@ -109,7 +109,9 @@ class KivAdapterArrayTansFormValue : public KivTransformValue {
 
 // Dates as seconds since 1970-01-01 00:00 UTC: a number, or a string read as a decimal number from
 // its start (text that is no number reads as 0, the epoch), decodes to that date; a date encodes
-// to the double-precision number of its seconds. Other kinds give absent.
+// to the double-precision number of its seconds. Other kinds give absent, and so do numbers and
+// texts too large for an instant ("1e400", infinity, not a number): no row or JSON text could hold
+// such a date, and a nested model that held one would be left out of its row whole.
 class KivDateTransformValue : public KivTransformValue {
  public:
   KivDateTransformValue() = default;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "kiv/testing/mapping_models.hpp"
 
 namespace kiv::testing {
@@ -61,6 +63,9 @@ TEST(KivTransformValueTest, DatesAreSecondsSince1970) {
   EXPECT_EQ(dates.decodeValue(1.5), Value::date(1.5));
   EXPECT_TRUE(dates.decodeValue(kA).isAbsent());
   EXPECT_TRUE(dates.decodeValue(Value::null()).isAbsent());
+  for (const Value& beyond : {Value("1e400"), Value("135696E3333E133u"), Value(HUGE_VAL), Value(-HUGE_VAL), Value(NAN)}) {
+    EXPECT_TRUE(dates.decodeValue(beyond).isAbsent()) << beyond.description();
+  }
   EXPECT_EQ(dates.encodeValue(Value::date(1.5)).numberKind(), 'd');
   EXPECT_EQ(dates.encodeValue(Value::date(1.5)), Value(1.5));
   EXPECT_TRUE(dates.encodeValue("1.5").isAbsent());
