@@ -14,7 +14,7 @@ doxygen docs/Doxyfile
 # Doxygen reports a member once for each place that lists it: each warning counts once.
 warnings="$(sed "s|^$kiv_root/||" build/docs/warnings.txt | grep ': warning:' | sort -u -t: -k1,1 -k2,2n -k3 || true)"
 undocumented="$(grep -c 'is not documented' <<<"$warnings" || true)"
-others="$(grep -vc 'is not documented' <<<"$warnings" || true)"
+others="$(grep ': warning:' <<<"$warnings" | grep -vc 'is not documented' || true)"
 if [ "$undocumented" -gt 0 ]; then
   echo "== $undocumented public members without documentation:"
   grep 'is not documented' <<<"$warnings"
